@@ -1,0 +1,3 @@
+#include "base/Exception.h"
+
+void ThrowStringException(const std::string& text) { throw CStringException(text); }

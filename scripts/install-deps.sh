@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the project builds, tests and benchmarks with.
+# Skips apt entirely when everything is already there, so repeated runs are quick.
+set -euo pipefail
+pkgs=(
+  build-essential cmake pkg-config clang-format
+  liblcms2-dev zlib1g-dev libssl-dev libpugixml-dev libtiff-dev libpng-dev libcli11-dev
+  libgtest-dev libgmock-dev libbenchmark-dev
+)
+if [ "${1:-}" = "--test-data" ]; then
+  # Real ICC profiles and independent tools used by the tests.
+  pkgs+=(icc-profiles-free colord-data ghostscript argyll liblcms2-utils libtiff-tools)
+fi
+missing=()
+for p in "${pkgs[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO=sudo
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
