@@ -1,0 +1,160 @@
+#include "gridtable/Mft.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace {
+
+// Largest grid a load accepts, in samples. The biggest table in use has some 315000; this
+// leaves room for any sensible grid while refusing sizes that would only come from a damaged
+// or hostile archive.
+constexpr uint64_t kMaxLoadEntries = uint64_t(1) << 26;
+
+// Throws unless the counts read from an archive describe a usable grid whose sample count is
+// exactly P ^ inputChan * outputChan.
+void CheckLoadedSize(uint32_t inputChan, uint32_t outputChan, uint32_t points, uint32_t entries) {
+    bool ok = inputChan > 0 && outputChan > 0 && points >= 2 && entries <= kMaxLoadEntries;
+    uint64_t expected = outputChan;
+    for (uint32_t k = 0; ok && k < inputChan; ++k) {
+        expected *= points;
+        ok = expected <= kMaxLoadEntries;
+    }
+    if (!ok || expected != entries) throw CArchiveException(CArchiveException::genericException);
+}
+
+// Samples go to the stream little-endian; on a little-endian host that is one block.
+template <class T> void WriteSamples(CArchive& ar, const T* data, uint32_t count) {
+    if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
+        if (count) ar.Write(data, count * unsigned(sizeof(T)));
+    } else {
+        for (uint32_t i = 0; i < count; ++i) ar << data[i];
+    }
+}
+
+template <class T> void ReadSamples(CArchive& ar, T* data, uint32_t count) {
+    if (count) ar.ReadExact(data, count * unsigned(sizeof(T)));
+    if constexpr (sizeof(T) == 2 && std::endian::native == std::endian::big) {
+        for (uint32_t i = 0; i < count; ++i) data[i] = T(data[i] << 8 | data[i] >> 8);
+    }
+}
+
+} // namespace
+
+template <class T>
+TMft<T>::TMft(unsigned inputChan, unsigned clutPoints, unsigned outputChan)
+    : Func(inputChan, outputChan), m_clutPoints(clutPoints) {
+    Init();
+}
+
+template <class T> void TMft<T>::Init() {
+    if (m_clutPoints == 0) return;
+    gridMax = m_clutPoints - 1;
+    gridHalf = gridMax >> 1;
+    const uint32_t inputChan = this->m_inputChan;
+    dimPower.assign(inputChan + 1, 1);
+    for (uint32_t k = 1; k <= inputChan; ++k) dimPower[k] = dimPower[k - 1] * m_clutPoints;
+    tabCount = dimPower[inputChan];
+    if (tabEntries == 0) {
+        tabEntries = tabCount * this->m_outputChan;
+        table.assign(tabEntries, 0);
+    }
+}
+
+template <class T> void TMft<T>::Define(const T* data) {
+    std::copy(data, data + tabEntries, table.begin());
+    deltaValid = 0;
+}
+
+template <class T> void TMft<T>::DefineByFunc(const Func& f) {
+    const uint32_t outputChan = this->m_outputChan;
+    std::vector<T> grid(tabEntries);
+    std::vector<T> point(this->m_inputChan);
+    T* node = grid.data();
+    for (uint32_t n = 0; n < tabCount; ++n, node += outputChan) {
+        GenPoint(n, point.data());
+        f.Trn(point.data(), node);
+    }
+    table = std::move(grid);
+    deltaValid = 0;
+}
+
+template <class T> void TMft<T>::AppendFunc(const Func& f) {
+    const uint32_t outputChan = this->m_outputChan;
+    if (f.outputChan() == outputChan) {
+        std::vector<T> result(outputChan);
+        T* node = table.data();
+        for (uint32_t n = 0; n < tabCount; ++n, node += outputChan) {
+            f.Trn(node, result.data());
+            std::copy(result.begin(), result.end(), node);
+        }
+    }
+    deltaValid = 0;
+}
+
+template <class T> void TMft<T>::GenPoint(unsigned node, T* point) const {
+    for (uint32_t c = this->m_inputChan; c-- > 0;) {
+        const uint32_t r = node % m_clutPoints;
+        node /= m_clutPoints;
+        point[c] = NodeValue(r);
+    }
+}
+
+template <class T> void TMft<T>::GenGridPoint(const unsigned* index, T* point) const {
+    for (uint32_t c = this->m_inputChan; c-- > 0;) point[c] = NodeValue(index[c]);
+}
+
+template <class T> void TMft<T>::GetIndex(unsigned node, unsigned* index) const {
+    const uint32_t p = m_clutPoints;
+    index[2] = node % p;
+    index[1] = (node / p) % p;
+    index[0] = (node / p / p) % p;
+}
+
+template <class T> unsigned TMft<T>::QuantizeToGridPoint(const T* in) const {
+    // Rounds half up: 128 of 255, 32768 of 65535. Not the shift-based rule of GridTrn.
+    constexpr uint32_t kRoundUpAt = kFullScale / 2 + 1;
+    uint32_t n = 0;
+    for (uint32_t c = 0; c < this->m_inputChan; ++c) {
+        const uint32_t p = in[c] * gridMax;
+        const uint32_t q = p / kFullScale + (p % kFullScale >= kRoundUpAt ? 1 : 0);
+        n = n * m_clutPoints + q;
+    }
+    return n * this->m_outputChan;
+}
+
+template <class T> void TMft<T>::Serialize(CArchive& ar) {
+    Func::Serialize(ar);
+    if (ar.IsStoring()) {
+        ar << m_clutPoints << tabEntries;
+        WriteSamples(ar, table.data(), tabEntries);
+        return;
+    }
+    uint32_t points = 0, entries = 0;
+    ar >> points >> entries;
+    // Archives may come from outside: refuse sizes that do not describe this grid before
+    // allocating anything.
+    CheckLoadedSize(this->m_inputChan, this->m_outputChan, points, entries);
+    std::vector<T> loaded(entries);
+    ReadSamples(ar, loaded.data(), entries);
+    m_clutPoints = points;
+    tabEntries = entries;
+    table = std::move(loaded);
+    deltaValid = 0;
+    Init();
+}
+
+template class TMft<uint8_t>;
+template class TMft<uint16_t>;
+
+void CMft_8::BuildInputSplit(std::vector<uint8_t>& indexTab, std::vector<uint8_t>& fracTab) const {
+    indexTab.assign(256, 0);
+    fracTab.assign(256, 0);
+    for (uint32_t v = 0; v < 256; ++v) {
+        const uint32_t p = v * gridMax;
+        indexTab[v] = static_cast<uint8_t>(p / 255);
+        fracTab[v] = static_cast<uint8_t>(p % 255);
+    }
+}
+
+IMPLEMENT_DYNCREATE(CMft_8, CFunc_8)
+IMPLEMENT_DYNCREATE(CMft_16, CFunc_16)
