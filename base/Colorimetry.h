@@ -1,0 +1,25 @@
+// CIE Lab and XYZ, and the 8-bit and legacy 16-bit ICC encodings of Lab. All arrays hold three
+// values: L, a, b or X, Y, Z.
+#pragma once
+
+// The D50 white of the ICC connection space, to which all colorimetry here is relative.
+constexpr double kD50X = 0.9642;
+constexpr double kD50Y = 1.0;
+constexpr double kD50Z = 0.8249;
+constexpr double kD50White[3] = {kD50X, kD50Y, kD50Z};
+
+// CIE Lab to XYZ relative to white; the result is on the scale of white.
+void lab2XYZ(const double* lab, double* xyz, const double* white);
+// XYZ, on the scale of white, to CIE Lab.
+void XYZ2lab(const double* xyz, double* lab, const double* white);
+
+// Legacy (ICC version 2) 16-bit Lab: L = enc / 652.8 (L 100 at 0xFF00); a and b = enc / 256 - 128
+// (neutral at 0x8000).
+void IccDecodeLab16(const unsigned short* enc, double* lab);
+// The inverse, rounded to nearest and limited to 0..65535.
+void IccEncodeLab16(const double* lab, unsigned short* enc);
+
+// 8-bit Lab (L 100 at 255, a and b neutral at 128) to legacy 16-bit Lab: v << 8.
+void IccLab8ToLab16(const unsigned char* lab8, unsigned short* lab16);
+// Legacy 16-bit Lab to 8-bit Lab: (v + 128) >> 8, limited to 255 (rounded to nearest).
+void IccLab16ToLab8(const unsigned short* lab16, unsigned char* lab8);
