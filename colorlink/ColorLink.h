@@ -35,7 +35,7 @@ public:
     static int s_nGrid4;
 
     static constexpr unsigned kNoSpace = 0xFFFFFFFFu; // ICC signature "none"
-    static constexpr unsigned kMaxPixelChannels = 16;  // work buffers of the 8-bit loop
+    static constexpr unsigned kMaxPixelChannels = 16; // work buffers of the 8-bit loop
 
 protected:
     // Installs a finished 16-bit table with its output count. The link build does this itself;
@@ -54,7 +54,7 @@ private:
     bool CheckFormats(unsigned inFormat, unsigned nIn, unsigned outFormat, unsigned nOut,
                       SLinkFlags& flags) const;
 
-    CUserSettingsMgr* pSettings; // not owned
+    CUserSettingsMgr* pSettings;       // not owned
     std::unique_ptr<CFunc_8> pFunc8;   // 8-bit result table; never made by CreateLink
     std::unique_ptr<CFunc_16> pFunc16; // 16-bit result table of the built link
     unsigned nLastError = 0;

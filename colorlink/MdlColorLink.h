@@ -40,11 +40,11 @@ class CMdlColorLink : public CTransColorBase {
 public:
     // Pixel formats of CreateLink. Single bits, but a side always has exactly one.
     enum : unsigned {
-        LinkFmtRgb = 4,      // device RGB in the profile's channel order (ICM's BM_BGRTRIPLETS)
-        LinkFmtCmyk = 32,    // device CMYK (ICM's BM_CMYKQUADS)
-        LinkFmtGamut = 512,  // output only: one channel telling whether the input is in gamut
+        LinkFmtRgb = 4,       // device RGB in the profile's channel order (ICM's BM_BGRTRIPLETS)
+        LinkFmtCmyk = 32,     // device CMYK (ICM's BM_CMYKQUADS)
+        LinkFmtGamut = 512,   // output only: one channel telling whether the input is in gamut
         LinkFmtNColor = 4096, // device with N channels
-        LinkFmtLab = 8192,   // ICC Lab, the only way the connection space meets callers
+        LinkFmtLab = 8192,    // ICC Lab, the only way the connection space meets callers
         LinkFmtGray = 16384,
     };
     // Step kinds of AddProfile: which way through the profile a step goes.

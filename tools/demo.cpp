@@ -48,7 +48,7 @@ int main() {
     grid.DefineByFunc(separation);
     grid.InitTrn();
     std::printf("Grid table of 17 x 17 x 17 nodes, RGB to CMYK, 16 bit (table | function):\n");
-    const uint16_t rgb[][3] = {{65535, 65535, 65535}, {0, 0, 0},         {65535, 0, 0},
+    const uint16_t rgb[][3] = {{65535, 65535, 65535}, {0, 0, 0},           {65535, 0, 0},
                                {30000, 40000, 50000}, {12345, 54321, 777}, {32768, 32768, 32768}};
     for (const auto& px : rgb) {
         uint16_t viaGrid[4], exact[4];
