@@ -172,10 +172,14 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
         Rev32Run(b + 12, size >= 12 ? (size - 12) / 4 : 0);
         return;
     }
-    unsigned inCh = b[8];
-    unsigned outCh = b[9];
+    const unsigned inCh = b[8];
+    const unsigned outCh = b[9];
+    // The offsets in host order, whichever the direction.
     uint32_t off[5];
-    for (int i = 0; i < 5; ++i) off[i] = Swap32Get(b + 12 + 4 * i, toHost);
+    for (int i = 0; i < 5; ++i) {
+        uint32_t v = Load32(b + 12 + 4 * i);
+        off[i] = (toHost && kReverse) ? __builtin_bswap32(v) : v;
+    }
     const uint32_t offB = off[0], offMatrix = off[1], offM = off[2], offCLUT = off[3],
                    offA = off[4];
 
@@ -186,35 +190,62 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
         return false;
     };
 
-    unsigned nB = isAToB ? outCh : inCh;
-    unsigned nA = isAToB ? inCh : outCh;
-    if (offB != 0 && nB != 0 && valid(offB)) SwapCurveSet(toHost, b, size, offB, nB, ok);
-    if (offM != 0 && offM != offB && nB != 0 && valid(offM))
-        SwapCurveSet(toHost, b, size, offM, nB, ok);
-    if (offA != 0 && offA != offB && offA != offM && nA != 0 && valid(offA))
-        SwapCurveSet(toHost, b, size, offA, nA, ok);
+    const unsigned nB = isAToB ? outCh : inCh;
+    const unsigned nA = isAToB ? inCh : outCh;
 
-    if (offCLUT != 0 && valid(offCLUT)) {
+    auto offsets = [&] { Rev32Run(b + 12, 5); };
+    auto curvesB = [&] {
+        if (offB != 0 && nB != 0 && valid(offB)) SwapCurveSet(toHost, b, size, offB, nB, ok);
+    };
+    auto curvesM = [&] {
+        if (offM != 0 && offM != offB && nB != 0 && valid(offM))
+            SwapCurveSet(toHost, b, size, offM, nB, ok);
+    };
+    auto curvesA = [&] {
+        if (offA != 0 && offA != offB && offA != offM && nA != 0 && valid(offA))
+            SwapCurveSet(toHost, b, size, offA, nA, ok);
+    };
+    auto grid = [&] {
+        if (offCLUT == 0 || !valid(offCLUT)) return;
         if (size - offCLUT < sizeof(icCLutStruct) || inCh > icMaxCLutChannels) {
             ok = false;
-        } else {
-            const uint8_t* grid = b + offCLUT;
-            uint64_t count = outCh;
-            for (unsigned i = 0; i < inCh; ++i) count = MulSat(count, grid[i]);
-            uint8_t prec = grid[16];
-            uint64_t room = size - offCLUT - sizeof(icCLutStruct);
-            if (prec == 2) {
-                if (count > room / 2) ok = false;
-                Rev16Run(b + offCLUT + sizeof(icCLutStruct), std::min(count, room / 2));
-            } else if (prec == 1) {
-                if (count > room) ok = false;
-            }
+            return;
         }
-    }
-
-    if (offMatrix != 0 && valid(offMatrix)) {
+        const uint8_t* g = b + offCLUT;
+        uint64_t count = outCh;
+        for (unsigned i = 0; i < inCh; ++i) count = MulSat(count, g[i]);
+        const uint8_t prec = g[16];
+        const uint64_t room = size - offCLUT - sizeof(icCLutStruct);
+        if (prec == 2) {
+            if (count > room / 2) ok = false;
+            Rev16Run(b + offCLUT + sizeof(icCLutStruct), std::min(count, room / 2));
+        } else if (prec == 1) {
+            if (count > room) ok = false; // no conversion, but the table must be there
+        }
+    };
+    auto matrix = [&] {
+        if (offMatrix == 0 || !valid(offMatrix)) return;
         if (size - offMatrix < 48) ok = false;
         Rev32Run(b + offMatrix, std::min<uint64_t>(12, (size - offMatrix) / 4));
+    };
+
+    // Towards the host the steps run in their order; towards the file in the reverse order, so
+    // that the conversion back is the exact inverse even where elements of a malformed block
+    // overlap. For blocks whose elements are apart the order makes no difference.
+    if (toHost) {
+        offsets();
+        curvesB();
+        curvesM();
+        curvesA();
+        grid();
+        matrix();
+    } else {
+        matrix();
+        grid();
+        curvesA();
+        curvesM();
+        curvesB();
+        offsets();
     }
 }
 

@@ -250,6 +250,54 @@ private:
     std::filesystem::path m_path;
 };
 
+// A small, valid profile with tags of several types: curves, parametric curve, XYZ, text,
+// description, measurement, an mft2, an mAB , a named-colour list and a private version tag.
+inline Profile SmallProfile() {
+    Profile p;
+    Be desc;
+    desc.head("desc").u32(8).text("Small", 8).u32(0).u32(0).u16(0).u8(0).zeros(67);
+    p.Add("desc", desc.b);
+    p.Add("wtpt", Be().head("XYZ ").u32(63190).u32(65536).u32(54061).b);
+    p.Add("rTRC", Curv({0, 0x4000, 0x8000, 0xFFFF}, false));
+    p.Add("gTRC", Curv({0x0233}, false));
+    p.Add("bTRC", Para(3, {0x00026666, 0x0000F2A8, 0x00000D5A, 0x000013D0, 0x00000A3D}));
+    p.Add("cprt", Be().head("text").text("No copyright", 13).b);
+    p.Add("meas", Be().head("meas").u32(2).u32(0).u32(0).u32(0).u32(1).u32(0).u32(2).b);
+    Be lut;
+    lut.head("mft2").u8(1).u8(3).u8(2).u8(0);
+    for (int i = 0; i < 9; ++i) lut.u32(i % 4 == 0 ? 65536 : 0);
+    lut.u16(2).u16(2);
+    for (int i = 0; i < 2 + (2 + 2) * 3; ++i) lut.u16(uint16_t(i * 4000));
+    p.Add("A2B0", lut.b);
+    LutAB ab;
+    ab.in = 1;
+    ab.out = 1;
+    ab.B = Curv({0x0100, 0xFF00});
+    ab.M = Para(0, {0x00010000});
+    ab.clut = Clut({2}, 2, {0x1000, 0xF000});
+    ab.matrix = Be().u32(65536)
+                    .u32(0)
+                    .u32(0)
+                    .u32(0)
+                    .u32(65536)
+                    .u32(0)
+                    .u32(0)
+                    .u32(0)
+                    .u32(65536)
+                    .u32(0)
+                    .u32(0)
+                    .u32(0)
+                    .b;
+    ab.A = Curv({0x0233});
+    p.Add("A2B1", ab.Build());
+    Be ncl;
+    ncl.head("ncl2").u32(0x80000000).u32(1).u32(2).text("P", 32).text("S", 32);
+    ncl.text("Spot", 32).u16(0x8000).u16(0x8080).u16(0x8080).u16(0x1111).u16(0x2222);
+    p.Add("ncl2", ncl.b);
+    p.Add("Tvr2", Be().head("ui32").u32(350).b);
+    return p;
+}
+
 // A reader that exposes the protected parts for the tests.
 class TestReader : public CIccProfileRead {
 public:
