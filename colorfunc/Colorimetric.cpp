@@ -1,0 +1,216 @@
+#include "colorfunc/Colorimetric.h"
+
+#include <cmath>
+
+#include "base/Colorimetry.h"
+
+IMPLEMENT_DYNAMIC(CLabXYZ16, CFunc_16)
+IMPLEMENT_DYNAMIC(CXYZRelToIcc, CFunc_16)
+IMPLEMENT_DYNAMIC(CXYZorLabRelAbs, CLabXYZ16)
+IMPLEMENT_DYNAMIC(CXYZorLabAbsRel, CXYZorLabRelAbs)
+IMPLEMENT_DYNAMIC(CXYZRelAbs, CXYZorLabRelAbs)
+IMPLEMENT_DYNAMIC(CLabRelAbs, CXYZorLabRelAbs)
+IMPLEMENT_DYNAMIC(CXYZAbsRel, CXYZorLabAbsRel)
+IMPLEMENT_DYNAMIC(CLabAbsRel, CXYZorLabAbsRel)
+IMPLEMENT_DYNAMIC(CBPScalingXYZ, CFunc_16)
+IMPLEMENT_DYNAMIC(CBPScalingLab, CBPScalingXYZ)
+
+const CLabXYZ16 LabXYZ16;
+
+namespace {
+
+// Whites that put the result of lab2XYZ directly on the two 16-bit XYZ scales.
+constexpr double kWhite65535[3] = {65535.0, 65535.0, 65535.0};
+constexpr double kWhite115[3] = {32767.5, 32767.5, 32767.5}; // 65535 / 2: 1.0 at about 32768
+
+// A 16.16 fixed-point number to double: exactly 2^-16.
+constexpr double kFixed16 = 1.52587890625e-5;
+
+// floor(v + 0.5) limited to 0..65535; NaN gives 0.
+uint16_t RoundLimit16(double v) {
+    v = std::floor(v + 0.5);
+    if (!(v >= 0.0)) return 0;
+    if (v >= 65535.0) return 65535;
+    return static_cast<uint16_t>(v);
+}
+
+// Truncation toward zero, limited to 0..65535; NaN gives 0. Values in (-1, 0) truncate to 0 and
+// lower ones to a negative number that the limit takes to 0, so every v below 0 gives 0.
+uint16_t TruncLimit16(double v) {
+    if (!(v >= 0.0)) return 0;
+    if (v >= 65535.0) return 65535;
+    return static_cast<uint16_t>(v);
+}
+
+void LabToXYZ(const uint16_t* in, uint16_t* out, const double* white) {
+    double lab[3], xyz[3];
+    IccDecodeLab16(in, lab);
+    lab2XYZ(lab, xyz, white);
+    for (int i = 0; i < 3; ++i) out[i] = RoundLimit16(xyz[i]);
+}
+
+void XYZToLab(const double* xyz, uint16_t* out) {
+    double lab[3];
+    XYZ2lab(xyz, lab, kWhite65535);
+    IccEncodeLab16(lab, out); // the encoder rounds and limits
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// CLabXYZ16
+
+int CLabXYZ16::Trn(const uint16_t* in, uint16_t* out) const {
+    LabToXYZ(in, out, kWhite65535);
+    return 1;
+}
+
+int CLabXYZ16::Trn2(const uint16_t* in, uint16_t* out) const {
+    LabToXYZ(in, out, kWhite115);
+    return 1;
+}
+
+int CLabXYZ16::Inv(const uint16_t* in, uint16_t* out) const {
+    const double xyz[3] = {static_cast<double>(in[0]), static_cast<double>(in[1]),
+                           static_cast<double>(in[2])};
+    XYZToLab(xyz, out);
+    return 1;
+}
+
+int CLabXYZ16::Inv2(const uint16_t* in, uint16_t* out) const {
+    // Doubling takes XYZ 1.15 to XYZ 65535; in double, so nothing is lost above 32767.
+    const double xyz[3] = {in[0] * 2.0, in[1] * 2.0, in[2] * 2.0};
+    XYZToLab(xyz, out);
+    return 1;
+}
+
+// ---------------------------------------------------------------------------------------------
+// CXYZRelToIcc
+
+int CXYZRelToIcc::Trn(const uint16_t* in, uint16_t* out) const {
+    out[0] = TruncLimit16(in[0] / 65535.0 * kD50X * 32768.0);
+    out[1] = TruncLimit16(in[1] / 65535.0 * 32768.0);
+    out[2] = TruncLimit16(in[2] / 65535.0 * kD50Z * 32768.0);
+    return 1;
+}
+
+int CXYZRelToIcc::Inv(const uint16_t* in, uint16_t* out) const {
+    constexpr double k = 1.0 / 32768.0;
+    out[0] = TruncLimit16(in[0] / kD50X * k * 65535.0);
+    out[1] = TruncLimit16(in[1] * k * 65535.0);
+    out[2] = TruncLimit16(in[2] / kD50Z * k * 65535.0);
+    return 1;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Relative and absolute colorimetry
+
+CXYZorLabRelAbs::CXYZorLabRelAbs(const icXYZNumber& white, int isXYZ)
+    : m_factorX(kD50X / (white.X * kFixed16)), m_factorY(kD50Y / (white.Y * kFixed16)),
+      m_factorZ(kD50Z / (white.Z * kFixed16)), m_isXYZ(isXYZ) {}
+
+int CXYZorLabRelAbs::Apply(const uint16_t* in, uint16_t* out, bool multiply) const {
+    uint16_t s[3];
+    if (m_isXYZ) {
+        s[0] = in[0];
+        s[1] = in[1];
+        s[2] = in[2];
+    } else {
+        Trn2(in, s);
+    }
+    double x = s[0], y = s[1], z = s[2];
+    if (multiply) {
+        x *= m_factorX;
+        y *= m_factorY;
+        z *= m_factorZ;
+    } else {
+        x /= m_factorX;
+        y /= m_factorY;
+        z /= m_factorZ;
+    }
+    // Y may not pass the white; the same ratio on all three keeps the chromaticity.
+    if (y > 32767.0) {
+        const double r = 32767.0 / y;
+        x *= r;
+        y *= r;
+        z *= r;
+    }
+    // floor(v) + 0.5, then truncated: on a non-negative value the 0.5 has no effect, so this is
+    // a floor and not a rounding. Kept as it is, since it fixes the last bit of the result.
+    uint16_t r[3];
+    const double v[3] = {x, y, z};
+    for (int i = 0; i < 3; ++i) r[i] = TruncLimit16(std::floor(v[i]) + 0.5);
+    if (m_isXYZ) {
+        out[0] = r[0];
+        out[1] = r[1];
+        out[2] = r[2];
+    } else {
+        Inv2(r, out);
+    }
+    return 1;
+}
+
+int CXYZorLabRelAbs::Trn(const uint16_t* in, uint16_t* out) const {
+    return Apply(in, out, true);
+}
+
+int CXYZorLabRelAbs::Inv(const uint16_t* in, uint16_t* out) const {
+    return Apply(in, out, false);
+}
+
+int CXYZorLabAbsRel::Trn(const uint16_t* in, uint16_t* out) const {
+    return CXYZorLabRelAbs::Inv(in, out);
+}
+
+int CXYZorLabAbsRel::Inv(const uint16_t* in, uint16_t* out) const {
+    return CXYZorLabRelAbs::Trn(in, out);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Black point scaling
+
+CBPScalingXYZ::CBPScalingXYZ(uint16_t blackL1, uint16_t blackL2) : CFunc_16(3, 3) {
+    const uint16_t black1[3] = {blackL1, 0x8000, 0x8000};
+    const uint16_t black2[3] = {blackL2, 0x8000, 0x8000};
+    uint16_t xyz1[3], xyz2[3];
+    labXYZ.Trn(black1, xyz1);
+    labXYZ.Trn(black2, xyz2);
+    const double y1 = xyz1[1], y2 = xyz2[1];
+    m_scale = (65535.0 - y2) / (65535.0 - y1);
+    // The factor 0.5 puts the offset on XYZ 1.15, on which the object works.
+    m_offset = (1.0 - m_scale) * 65535.0 * 0.5;
+}
+
+void CBPScalingXYZ::ScaleXYZ(const uint16_t* in, uint16_t* out) const {
+    for (int i = 0; i < 3; ++i) out[i] = TruncLimit16(in[i] * m_scale + m_offset + 0.5);
+}
+
+void CBPScalingXYZ::UnscaleXYZ(const uint16_t* in, uint16_t* out) const {
+    for (int i = 0; i < 3; ++i) out[i] = TruncLimit16((in[i] - m_offset) / m_scale + 0.5);
+}
+
+int CBPScalingXYZ::Trn(const uint16_t* in, uint16_t* out) const {
+    ScaleXYZ(in, out);
+    return 1;
+}
+
+int CBPScalingXYZ::Inv(const uint16_t* in, uint16_t* out) const {
+    UnscaleXYZ(in, out);
+    return 1;
+}
+
+int CBPScalingLab::Trn(const uint16_t* in, uint16_t* out) const {
+    uint16_t t[3], u[3];
+    labXYZ.Trn2(in, t);
+    ScaleXYZ(t, u);
+    labXYZ.Inv2(u, out);
+    return 1;
+}
+
+int CBPScalingLab::Inv(const uint16_t* in, uint16_t* out) const {
+    uint16_t t[3], u[3];
+    labXYZ.Trn2(in, t);
+    UnscaleXYZ(t, u);
+    labXYZ.Inv2(u, out);
+    return 1;
+}
