@@ -4,6 +4,7 @@
 // As in the three-input grid, the differences are computed once when the grid is prepared.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -43,20 +44,26 @@ protected:
     };
 
     static Simplex ChooseSimplex(const uint32_t* f) {
-        Simplex s{{0, 1, 2, 3}, {}, {}};
-        unsigned* o = s.order;
-        // Stable insertion sort: an element moves only past strictly greater fractions, so
-        // equal fractions keep the lower input first.
-        for (int i = 1; i < 4; ++i) {
-            const unsigned x = o[i];
-            int j = i;
-            for (; j > 0 && f[o[j - 1]] > f[x]; --j) o[j] = o[j - 1];
-            o[j] = x;
-        }
-        s.w[0] = f[o[0]];
-        s.w[1] = f[o[1]] - f[o[0]];
-        s.w[2] = f[o[2]] - f[o[1]];
-        s.w[3] = f[o[3]] - f[o[2]];
+        // Stable sort by a network of five compare-exchanges on keys fraction * 4 + input: the
+        // keys are distinct, and equal fractions order by input, lower first. min and max
+        // compile without branches: no mispredictions when the order changes from pixel to pixel.
+        uint32_t k[4] = {f[0] << 2 | 0, f[1] << 2 | 1, f[2] << 2 | 2, f[3] << 2 | 3};
+        auto exchange = [&k](int a, int b) {
+            const uint32_t lo = std::min(k[a], k[b]), hi = std::max(k[a], k[b]);
+            k[a] = lo;
+            k[b] = hi;
+        };
+        exchange(0, 1);
+        exchange(2, 3);
+        exchange(0, 2);
+        exchange(1, 3);
+        exchange(1, 2);
+        Simplex s{{k[0] & 3, k[1] & 3, k[2] & 3, k[3] & 3}, {}, {}};
+        const unsigned* o = s.order;
+        s.w[0] = k[0] >> 2;
+        s.w[1] = (k[1] >> 2) - (k[0] >> 2);
+        s.w[2] = (k[2] >> 2) - (k[1] >> 2);
+        s.w[3] = (k[3] >> 2) - (k[2] >> 2);
         // bit(k) = 8 >> k is the code bit of input k; each step drops the axis of the next
         // smallest fraction from the direction set.
         const unsigned code1 = 15 - (8u >> o[0]);
