@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 #include <new>
+#include <unordered_map>
 
 #include "base/Digest.h"
 
@@ -328,7 +329,7 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
     if (tableData.size() != tableBytes) throw CArchiveException(CArchiveException::endOfFile);
     MD5Update(&ctx, tableData.data(), static_cast<unsigned>(tableData.size()));
     AllocTagTable(count);
-    std::memcpy(pTagTable()->tags, tableData.data(), tableData.size());
+    if (!tableData.empty()) std::memcpy(pTagTable()->tags, tableData.data(), tableData.size());
     SwapTagTable(pTagTable(), 4 + tableData.size());
     tableData = std::vector<uint8_t>();
 
@@ -342,19 +343,21 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
     MD5Update(&ctx, data.data(), static_cast<unsigned>(data.size()));
     const uint64_t arrived = data.size();
 
-    const size_t firstNode = m_Tags.size();
+    // Tags at one offset share the block of the first of them; the owners of this load by
+    // offset, so that a long table is not searched once per entry.
+    std::unordered_map<uint32_t, CTagNode*> owners;
+    owners.reserve(std::min<size_t>(count, 4096));
+    // Tags may overlap, and each owner gets a copy of its bytes. All blocks together may not
+    // exceed this multiple of the tag data, so that a profile of overlapping tags cannot make
+    // the load take more memory than a small multiple of the file's size.
+    constexpr uint64_t kMaxCopiesOfData = 4;
+    uint64_t copied = 0;
+    m_Tags.reserve(m_Tags.size() + std::min<size_t>(count, arrived / 12 + 1));
     for (uint32_t i = 0; i < count; ++i) {
         const icTag entry = Tag(i);
-        // Tags at one offset share the block of the first of them.
-        CTagNode* owner = nullptr;
-        for (size_t k = firstNode; k < m_Tags.size(); ++k) {
-            CTagNode* node = m_Tags[k].get();
-            if (!node->bIsRef() && node->offset == entry.offset) {
-                owner = node;
-                break;
-            }
-        }
-        if (owner) {
+        auto found = owners.find(entry.offset);
+        if (found != owners.end()) {
+            CTagNode* owner = found->second;
             m_Tags.push_back(
                 std::make_unique<CTagNode>(entry.sig, entry.size, 0, owner->pBuffer, owner));
             continue;
@@ -364,8 +367,12 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
         const int64_t d = int64_t(entry.offset) - int64_t(dataStart);
         if (d < 0 || uint64_t(d) + entry.size > arrived)
             throw CArchiveException(CArchiveException::endOfFile);
+        copied += entry.size;
+        if (copied > kMaxCopiesOfData * arrived)
+            throw CArchiveException(CArchiveException::genericException);
         uint32_t* block = AddTag(entry.sig, entry.size, entry.offset);
-        std::memcpy(block, data.data() + d, entry.size);
+        owners.emplace(entry.offset, m_Tags.back().get());
+        if (entry.size != 0) std::memcpy(block, data.data() + d, entry.size);
         if (!SwapTagDataChecked(block, entry.size, 1))
             throw CArchiveException(CArchiveException::genericException);
     }

@@ -25,7 +25,8 @@
 // are not tested. It fails with error 901 when the tag table or a tag lies outside the data that
 // the header's size announces and the file holds, and when a tag's own counts or offsets
 // (curve and table counts, named-colour and colorant counts, mAB /mBA offsets and grids) reach
-// beyond its block. Memory used grows with the size of the file only.
+// beyond its block. Overlapping tags are each copied, up to four times the tag data in all;
+// more overlap than that fails too. Memory used grows with the size of the file only.
 #pragma once
 
 #include <cstdint>

@@ -22,7 +22,7 @@ Bytes BlockBytes(CIccProfileRead& r, unsigned index) {
 Bytes FileOrderBlock(CIccProfileRead& r, unsigned index) {
     Bytes b = BlockBytes(r, index);
     std::unique_ptr<uint32_t[]> w(new uint32_t[(b.size() + 3) / 4 + 1]());
-    std::memcpy(w.get(), b.data(), b.size());
+    if (!b.empty()) std::memcpy(w.get(), b.data(), b.size());
     SwapTagData(w.get(), uint32_t(b.size()), 0);
     auto* p = reinterpret_cast<const uint8_t*>(w.get());
     return Bytes(p, p + b.size());

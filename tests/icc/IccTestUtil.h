@@ -189,7 +189,7 @@ struct Profile {
             }
             if (t.offset < 0 || off >= dataStart) {
                 if (body.size() < off + t.data.size()) body.resize(off + t.data.size(), 0);
-                std::memcpy(body.data() + off, t.data.data(), t.data.size());
+                if (!t.data.empty()) std::memcpy(body.data() + off, t.data.data(), t.data.size());
                 end = std::max(end, off + t.data.size());
             }
             uint32_t size = t.size >= 0 ? uint32_t(t.size) : uint32_t(t.data.size());
