@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <new>
 #include <unordered_map>
 
 #include "base/Digest.h"
@@ -323,7 +322,7 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
     // The data behind the table is size - dataStart bytes, a signed int: a size that ends
     // inside the table, or a length beyond the range of int, cannot be loaded.
     const int64_t dataLength = int64_t(m_Header.size) - int64_t(dataStart);
-    if (count != 0 && (dataLength < 0 || dataLength > INT_MAX)) throw std::bad_alloc();
+    if (count != 0 && (dataLength < 0 || dataLength > INT_MAX)) throw CMemoryException();
 
     std::vector<uint8_t> tableData = ReadAvailable(ar, tableBytes);
     if (tableData.size() != tableBytes) throw CArchiveException(CArchiveException::endOfFile);
