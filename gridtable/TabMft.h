@@ -52,7 +52,7 @@ public:
     bool skipOutputTab() const { return m_skipOutputTab; }
 
 protected:
-    // Identity curves on both sides, both flags false. Throws std::length_error for more
+    // The given curves, both flags false. Throws std::length_error for more
     // channels than the local vectors of Trn hold.
     TFuncTabBaseMft(unsigned in, unsigned out, Tab inTab, Tab outTab)
         : Func(CheckedCount(in, kMaxInputs), CheckedCount(out, kMaxOutputs)),
@@ -140,6 +140,7 @@ template <class Base, class Grid, unsigned In> class TFuncTabMft : public Base {
 public:
     using T = typename Base::Sample;
     using Func = FuncOf_t<T>;
+    static constexpr unsigned kInputs = In;
 
     int Trn(const T* in, T* out) const override { return this->TrnThrough(mft, in, out); }
 
