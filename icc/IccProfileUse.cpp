@@ -1,0 +1,493 @@
+#include "icc/IccProfileUse.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "colorfunc/ConcatFunc.h"
+#include "colorfunc/Func16GrayToXYZ.h"
+#include "colorfunc/Func16Tab.h"
+
+IMPLEMENT_DYNAMIC(CIccProfileUse, CIccProfileRead)
+
+namespace {
+
+constexpr double kFixed16 = 1.52587890625e-5; // 2^-16, one unit of s15Fixed16
+constexpr unsigned kMaxOutputs = CFunc_16TabBaseMft::kMaxOutputs;
+constexpr unsigned kTrcEntries = CFunc_16Tab::kFastEntries; // forward TRC expansion
+constexpr unsigned kInvTrcEntries = 256;                    // inverse TRC tables
+
+template <class V> V ReadAt(const uint8_t* block, size_t offset) {
+    V v;
+    std::memcpy(&v, block + offset, sizeof(V));
+    return v;
+}
+
+// `count` u16 values from `at`, copied out of the block (which holds them in host order but
+// is not declared as u16 memory).
+std::vector<uint16_t> ReadU16(const uint8_t* at, size_t count) {
+    std::vector<uint16_t> v(count);
+    if (count) std::memcpy(v.data(), at, count * sizeof(uint16_t));
+    return v;
+}
+
+// points ^ inputs * outputs, or an impossible size when it passes 2^40.
+uint64_t GridSamples(unsigned points, unsigned inputs, unsigned outputs) {
+    uint64_t n = outputs;
+    for (unsigned k = 0; k < inputs; ++k) {
+        n *= points;
+        if (n > (uint64_t(1) << 40)) return std::numeric_limits<uint64_t>::max() / 4;
+    }
+    return n;
+}
+
+// Whether one ICC curve record at `pos` lies inside a block of `size` bytes, as far as
+// CFunc_16Tab::ExpandIccCurve reads it; *advance is the length by which a curve set walks on
+// (0 for a record of unknown type, which is then read again for the next channel).
+bool CurveRecordFits(const uint8_t* block, uint64_t size, uint64_t pos, uint64_t* advance) {
+    *advance = 0;
+    if (pos + 4 > size) return false;
+    const auto type = ReadAt<icTagTypeSignature>(block, pos);
+    if (type == icSigCurveType) {
+        if (pos + 12 > size) return false;
+        const uint64_t count = ReadAt<icUInt32Number>(block, pos + 8);
+        if (pos + 12 + 2 * count > size) return false;
+        *advance = 12 + 2 * (count + count % 2);
+        return true;
+    }
+    if (type == icSigParametricCurveType) {
+        static constexpr unsigned kParams[] = {1, 3, 4, 5, 7};
+        if (pos + 12 > size) return false;
+        const unsigned fn = ReadAt<icUInt16Number>(block, pos + 8);
+        if (fn >= 5) return true; // identity, no length
+        if (pos + 12 + 4 * kParams[fn] > size) return false;
+        *advance = 12 + 4 * kParams[fn];
+        return true;
+    }
+    return true; // identity, no length
+}
+
+// Whether `curves` consecutive curve records from `offset` lie inside the block.
+bool CurveSetFits(const uint8_t* block, uint64_t size, uint64_t offset, unsigned curves) {
+    uint64_t pos = offset;
+    for (unsigned c = 0; c < curves; ++c) {
+        uint64_t advance;
+        if (!CurveRecordFits(block, size, pos, &advance)) return false;
+        pos += advance;
+    }
+    return true;
+}
+
+// Whether the grid record at `offset` with G points on `inputs` axes and `outputs` samples a
+// node lies inside the block, as far as DefineClut reads it.
+bool ClutFits(const uint8_t* block, uint64_t size, uint64_t offset, unsigned points,
+              unsigned inputs, unsigned outputs) {
+    if (offset + sizeof(icCLutStruct) > size) return false;
+    const unsigned prec = block[offset + offsetof(icCLutStruct, prec)];
+    if (prec != 1 && prec != 2) return true; // DefineClut reads no data
+    const uint64_t bytes = GridSamples(points, inputs, outputs) * prec;
+    return offset + sizeof(icCLutStruct) + bytes <= size;
+}
+
+constexpr uint64_t kMatrixBytes = 12 * 4; // 3x3 coefficients and three offsets
+
+// Where the five elements of an mAB  or mBA  block stand (0: absent), in the roles of the object
+// built from it, with the number of curves that object reads from each curve set.
+struct LutABLayout {
+    uint32_t offIn, offMiddle, offOut, offClut, offMatrix;
+    unsigned nIn, nMiddle, nOut;
+};
+
+// Whether the elements present lie inside the block, as far as the object reads them.
+bool LutABFits(const uint8_t* block, uint32_t size, const LutABLayout& l, unsigned points,
+               unsigned inputs, unsigned outputs) {
+    if (l.offIn && !CurveSetFits(block, size, l.offIn, l.nIn)) return false;
+    if (l.offMiddle && !CurveSetFits(block, size, l.offMiddle, l.nMiddle)) return false;
+    if (l.offOut && !CurveSetFits(block, size, l.offOut, l.nOut)) return false;
+    if (l.offClut && !ClutFits(block, size, l.offClut, points, inputs, outputs)) return false;
+    if (l.offMatrix && uint64_t(l.offMatrix) + kMatrixBytes > size) return false;
+    return true;
+}
+
+// Defines the elements present; Func is CFunc_16Tab3MftX or CFunc_16Tab4MftX.
+template <class Func> void DefineLutAB(Func& f, const uint8_t* block, const LutABLayout& l) {
+    if (l.offIn) f.DefineInputTabByIccTag(block + l.offIn);
+    if (l.offMiddle) f.DefineMiddleTabByIccTag(block + l.offMiddle);
+    if (l.offOut) f.DefineOutputTabByIccTag(block + l.offOut);
+    if (l.offClut) f.DefineClut(reinterpret_cast<const icCLutStruct*>(block + l.offClut));
+    if (l.offMatrix) f.DefineMatrix(block + l.offMatrix);
+}
+
+// Inverse of one TRC stored as a curv of `count` entries (count >= 1), at 256 places.
+void InvertTrc(const uint8_t* record, uint32_t count, uint16_t* out) {
+    const uint8_t* data = record + offsetof(icCurveType, curve.data);
+    if (count == 1) {
+        // A gamma in units of 1/256, taken as its raw number: 1 / (g / 256).
+        const double exponent = 256.0 / ReadAt<icUInt16Number>(data, 0);
+        for (uint32_t i = 0; i < kInvTrcEntries; ++i) {
+            const double base = (i * 65535 / 255) / 65535.0;
+            out[i] = static_cast<uint16_t>(std::floor(std::pow(base, exponent) * 65535.0 + 0.5));
+        }
+        return;
+    }
+    const std::vector<uint16_t> e = ReadU16(data, count);
+    for (uint32_t i = 0; i < kInvTrcEntries; ++i) {
+        const uint64_t t = uint64_t(i) * 65535 / 255;
+        // The first entry above t: a flat stretch thus never divides by zero, and the result
+        // belongs to the entry that ends it.
+        uint32_t j = 0;
+        while (j < count && !(e[j] > t)) ++j;
+        if (j == count) {
+            out[i] = 65535;
+        } else if (j == 0) {
+            out[i] = 0;
+        } else {
+            const uint64_t y0 = e[j - 1], y1 = e[j];
+            out[i] = static_cast<uint16_t>(
+                ((t - y0) * 65535 / (y1 - y0) + (j - 1) * uint64_t(65535)) / (count - 1));
+        }
+    }
+}
+
+// Node value of one colorant component on XYZ 1.15: negative components become 0.
+int32_t ColorantNode(double c) {
+    const double v = c * 32768.0;
+    return v > 0 ? static_cast<int32_t>(v) : 0;
+}
+
+// The 16-bit and 8-bit sides of CreateConcatFunc.
+template <class Tab3, class Tab4, class Concat, class Func, class BaseMft>
+BaseMft* ConcatInto(Func& pre, BaseMft* lut, unsigned gridPoints) {
+    if (!lut || gridPoints < 2) return nullptr;
+    const unsigned inputs = pre.inputChan();
+    if ((inputs != 3 && inputs != 4) || pre.outputChan() != lut->inputChan()) return nullptr;
+
+    lut->InitMftTrn();
+    std::unique_ptr<BaseMft> clone(lut->CreateClone());
+    clone->SetSkipOutputTab(true);
+    // pre first, then the pipeline without its output curves; the concatenation owns the clone.
+    const Concat concat(static_cast<Func*>(clone.release()), pre);
+
+    if (inputs == 3) {
+        auto result = std::make_unique<Tab3>(gridPoints, lut->outputChan());
+        result->DefineByFunc(concat);
+        return result.release();
+    }
+    auto result = std::make_unique<Tab4>(gridPoints, lut->outputChan());
+    result->DefineByFunc(concat);
+    return result.release();
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Free functions
+
+CFunc_16TabBaseMft* CreateMft16Func(icLut16Type* tag, bool bUseMatrix) {
+    return CreateMft16Func(tag, std::numeric_limits<uint32_t>::max(), bUseMatrix);
+}
+
+CFunc_16TabBaseMft* CreateMft16Func(const icLut16Type* tag, uint32_t size, bool bUseMatrix) {
+    if (!tag || size < sizeof(icLut16Type)) return nullptr;
+    const icLut16& lut = tag->lut;
+    const unsigned in = lut.inputChan, out = lut.outputChan, points = lut.clutPoints;
+    const unsigned inEnt = lut.inputEnt, outEnt = lut.outputEnt;
+    if (in != 3 && in != 4) return nullptr;
+    if (out == 0 || out > kMaxOutputs || points < 2) return nullptr;
+    const uint64_t grid = GridSamples(points, in, out);
+    const uint64_t inSamples = uint64_t(in) * inEnt, outSamples = uint64_t(out) * outEnt;
+    if (sizeof(icLut16Type) + 2 * (inSamples + grid + outSamples) > size) return nullptr;
+
+    const uint8_t* data = reinterpret_cast<const uint8_t*>(tag) + sizeof(icLut16Type);
+    const std::vector<uint16_t> inTab = ReadU16(data, inSamples);
+    const std::vector<uint16_t> table = ReadU16(data + 2 * inSamples, grid);
+    const std::vector<uint16_t> outTab = ReadU16(data + 2 * (inSamples + grid), outSamples);
+
+    if (in == 3) {
+        auto f = std::make_unique<CFunc_16Tab3LUTMft>(points, out);
+        if (bUseMatrix) {
+            CMatrix3 m(lut.e00, lut.e01, lut.e02, lut.e10, lut.e11, lut.e12, lut.e20, lut.e21,
+                       lut.e22);
+            m *= kFixed16;
+            f->DefineMatrix(m);
+        }
+        f->DefineInputTab(inTab.data(), inEnt);
+        f->Mft().Define(table.data());
+        f->DefineOutputTab(outTab.data(), outEnt);
+        return f.release();
+    }
+    // Four inputs: the matrix is left aside whatever bUseMatrix says.
+    auto f = std::make_unique<CFunc_16Tab4Mft>(points, out);
+    f->DefineInputTab(inTab.data(), inEnt);
+    f->Mft().Define(table.data());
+    f->DefineOutputTab(outTab.data(), outEnt);
+    return f.release();
+}
+
+CFunc_8TabBaseMft* CreateMft8Func(icLut8Type* tag) {
+    return CreateMft8Func(tag, std::numeric_limits<uint32_t>::max());
+}
+
+CFunc_8TabBaseMft* CreateMft8Func(const icLut8Type* tag, uint32_t size) {
+    if (!tag || size < sizeof(icLut8Type)) return nullptr;
+    const icLut8& lut = tag->lut;
+    const unsigned in = lut.inputChan, out = lut.outputChan, points = lut.clutPoints;
+    if (in != 3 && in != 4) return nullptr;
+    if (out == 0 || out > kMaxOutputs || points < 2) return nullptr;
+    const uint64_t inBytes = uint64_t(in) * CFunc_8Tab::kEntries;
+    const uint64_t grid = GridSamples(points, in, out);
+    if (sizeof(icLut8Type) + inBytes + grid + uint64_t(out) * CFunc_8Tab::kEntries > size)
+        return nullptr;
+
+    // The matrix of an 8-bit table is never used, not even for an XYZ connection space.
+    const uint8_t* data = reinterpret_cast<const uint8_t*>(tag) + sizeof(icLut8Type);
+    if (in == 3) {
+        auto f = std::make_unique<CFunc_8Tab3Mft>(points, out);
+        f->DefineInputTab(data);
+        f->Mft().Define(data + inBytes);
+        f->DefineOutputTab(data + inBytes + grid);
+        return f.release();
+    }
+    auto f = std::make_unique<CFunc_8Tab4Mft>(points, out);
+    f->DefineInputTab(data);
+    f->Mft().Define(data + inBytes);
+    f->DefineOutputTab(data + inBytes + grid);
+    return f.release();
+}
+
+CFunc_16TabBaseMft* CreateConcatFunc(CFunc_16& pre, CFunc_16TabBaseMft* lut, unsigned gridPoints) {
+    CFunc_16TabBaseMft* result =
+        ConcatInto<CFunc_16Tab3Mft, CFunc_16Tab4Mft, CConcatFunc_16>(pre, lut, gridPoints);
+    if (result) {
+        const CFunc_16Tab& outTab = lut->FuncOutputTab();
+        result->DefineOutputTab(outTab.pRawTab(), outTab.entries());
+    }
+    return result;
+}
+
+CFunc_8TabBaseMft* CreateConcatFunc(CFunc_8& pre, CFunc_8TabBaseMft* lut, unsigned gridPoints) {
+    CFunc_8TabBaseMft* result =
+        ConcatInto<CFunc_8Tab3Mft, CFunc_8Tab4Mft, CConcatFunc_8>(pre, lut, gridPoints);
+    if (result) result->DefineOutputTab(lut->FuncOutputTab().pTab());
+    return result;
+}
+
+// ---------------------------------------------------------------------------------------------
+// CIccProfileUse
+
+CIccProfileUse::CIccProfileUse(CUserSettingsMgr* usm) : CIccProfileRead(usm) {}
+
+CIccProfileUse::~CIccProfileUse() = default;
+
+CFunc_16TabBaseMft* CIccProfileUse::CreateMft16Func(uint32_t sig, bool bUseMatrix,
+                                                    icColorSpaceSignature src,
+                                                    icColorSpaceSignature /*dst*/) {
+    uint32_t size = 0;
+    const uint32_t* block = FindTagData(sig, nullptr, &size);
+    if (!block) return nullptr;
+    const auto* bytes = reinterpret_cast<const uint8_t*>(block);
+    switch (block[0]) {
+    case icSigLut16Type:
+        return ::CreateMft16Func(reinterpret_cast<const icLut16Type*>(block), size, bUseMatrix);
+    case icSigLutAtoBType:
+        return CreateMftXFromAToB(reinterpret_cast<const lutAToBType*>(block), size);
+    case icSigLutBtoAType:
+        return CreateMftXFromBToA(reinterpret_cast<const lutBToAType*>(block), size);
+    case icSigCurveType:
+    case icSigParametricCurveType: {
+        uint64_t advance;
+        if (!CurveRecordFits(bytes, size, 0, &advance)) return nullptr;
+        // One gray curve serves both directions: inverse unless the input is the gray side.
+        return new CFunc_16GrayToXYZ(block, src != icSigGrayData);
+    }
+    default:
+        return nullptr;
+    }
+}
+
+CFunc_8TabBaseMft* CIccProfileUse::CreateMft8Func(uint32_t sig) {
+    uint32_t size = 0;
+    const uint32_t* block = FindTagData(sig, nullptr, &size);
+    if (!block || block[0] != icSigLut8Type) return nullptr;
+    return ::CreateMft8Func(reinterpret_cast<const icLut8Type*>(block), size);
+}
+
+CFunc_16TabBaseMft* CIccProfileUse::CreateMftXFromAToB(const lutAToBType* tag, uint32_t size) {
+    if (!tag || size < sizeof(lutAToBType) || tag->base != icSigLutAtoBType) return nullptr;
+    const auto* block = reinterpret_cast<const uint8_t*>(tag);
+    const unsigned n = tag->inputChan, m = tag->outputChan;
+    if ((n != 3 && n != 4) || m == 0 || m > kMaxOutputs) return nullptr;
+    // Four inputs with a matrix: the matrix stage has three channels.
+    if (n == 4 && tag->offsetMatrix != 0 && m != 3) return nullptr;
+
+    unsigned points = 0;
+    if (tag->offsetCLUT != 0) {
+        if (uint64_t(tag->offsetCLUT) + sizeof(icCLutStruct) > size) return nullptr;
+        points = block[tag->offsetCLUT]; // the first axis stands for all
+        if (points == 1) return nullptr; // a grid needs two points per axis
+    }
+    // A curves feed the input curves, M the middle curves (three in the three-input object),
+    // B the output curves.
+    const LutABLayout layout{tag->offsetA,      tag->offsetM,
+                             tag->offsetB,      tag->offsetCLUT,
+                             tag->offsetMatrix, n,
+                             n == 3 ? 3u : m,   m};
+
+    if (n == 3) {
+        if (!LutABFits(block, size, layout, points, 3, m)) return nullptr;
+        auto f = std::make_unique<CFunc_16Tab3MftX>(points, m, false);
+        DefineLutAB(*f, block, layout);
+        return f.release();
+    }
+    if (!LutABFits(block, size, layout, points, 4, m)) return nullptr;
+    auto f = std::make_unique<CFunc_16Tab4MftX>(points, m);
+    DefineLutAB(*f, block, layout);
+    return f.release();
+}
+
+CFunc_16TabBaseMft* CIccProfileUse::CreateMftXFromBToA(const lutBToAType* tag, uint32_t size) {
+    if (!tag || size < sizeof(lutBToAType) || tag->base != icSigLutBtoAType) return nullptr;
+    const auto* block = reinterpret_cast<const uint8_t*>(tag);
+    const unsigned n = tag->inputChan, m = tag->outputChan;
+    if (n != 3 || m == 0 || m > kMaxOutputs) return nullptr;
+
+    // G is read at the grid offset as it stands: with no grid that is the block's first byte,
+    // which is no size. The grid is then allocated and stays empty.
+    if (tag->offsetCLUT >= size) return nullptr;
+    const unsigned points = block[tag->offsetCLUT];
+    if (tag->offsetCLUT != 0 && points == 1) return nullptr;
+    // The tag's data enter at B: B curves are the input curves, A curves the output curves.
+    const LutABLayout layout{
+        tag->offsetB, tag->offsetM, tag->offsetA, tag->offsetCLUT, tag->offsetMatrix, 3, 3, m};
+    if (!LutABFits(block, size, layout, points, 3, m)) return nullptr;
+    auto f = std::make_unique<CFunc_16Tab3MftX>(points, m, true);
+    DefineLutAB(*f, block, layout);
+    return f.release();
+}
+
+int CIccProfileUse::GetMatrix(CMatrix3& m) {
+    static constexpr uint32_t kColorants[3] = {icSigRedColorantTag, icSigGreenColorantTag,
+                                               icSigBlueColorantTag};
+    CMatrix3 result;
+    for (int row = 0; row < 3; ++row) {
+        uint32_t size = 0;
+        const auto* block =
+            reinterpret_cast<const uint8_t*>(FindTagData(kColorants[row], nullptr, &size));
+        if (!block || size < sizeof(icXYZType) + sizeof(icXYZNumber)) return 0;
+        const auto xyz = ReadAt<icXYZNumber>(block, offsetof(icXYZType, data));
+        result[row] = CVect3(xyz.X * kFixed16, xyz.Y * kFixed16, xyz.Z * kFixed16);
+    }
+    m = result;
+    return 1;
+}
+
+CFunc_16Tab3Mft* CIccProfileUse::CreateFromMatrixTRC() {
+    CMatrix3 m;
+    if (!GetMatrix(m)) return nullptr;
+
+    // Node values on XYZ 1.15; sums of the truncated integers, kept in 16 bits.
+    int32_t r[3], g[3], b[3];
+    for (int k = 0; k < 3; ++k) {
+        r[k] = ColorantNode(m[0][k]);
+        g[k] = ColorantNode(m[1][k]);
+        b[k] = ColorantNode(m[2][k]);
+    }
+    uint16_t nodes[8 * 3];
+    for (unsigned node = 0; node < 8; ++node) { // red slowest, blue fastest
+        for (int k = 0; k < 3; ++k) {
+            int32_t v = 0;
+            if (node & 4) v += r[k];
+            if (node & 2) v += g[k];
+            if (node & 1) v += b[k];
+            nodes[node * 3 + k] = static_cast<uint16_t>(v);
+        }
+    }
+
+    // The curves, checked before anything is built.
+    static constexpr uint32_t kTrcs[3] = {icSigRedTRCTag, icSigGreenTRCTag, icSigBlueTRCTag};
+    const uint8_t* trc[3];
+    bool allTrcs = true;
+    for (int c = 0; c < 3; ++c) {
+        uint32_t size = 0;
+        trc[c] = reinterpret_cast<const uint8_t*>(FindTagData(kTrcs[c], nullptr, &size));
+        uint64_t advance;
+        if (!trc[c])
+            allTrcs = false;
+        else if (!CurveRecordFits(trc[c], size, 0, &advance))
+            return nullptr;
+    }
+
+    auto f = std::make_unique<CFunc_16Tab3Mft>(2, 3);
+    f->Mft().Define(nodes);
+    if (allTrcs) {
+        std::vector<uint16_t> curves(3 * kTrcEntries);
+        for (int c = 0; c < 3; ++c) CFunc_16Tab::ExpandIccCurve(trc[c], &curves[c * kTrcEntries]);
+        f->DefineInputTab(curves.data(), kTrcEntries);
+    }
+    f->Mft().InitTrn();
+    return f.release();
+}
+
+CFunc_16Tab3MatrixMft* CIccProfileUse::CreateFromMatrixTRCInv() {
+    CMatrix3 m;
+    if (!GetMatrix(m)) return nullptr;
+    CMatrix3 inverse;
+    if (!m.Invers(inverse)) return nullptr;
+    // XYZ at 1.0 = 32768 to device values at 1.0 = 65536.
+    inverse *= 2.0;
+    auto f = std::make_unique<CFunc_16Tab3MatrixMft>(inverse, 3, 0);
+
+    // The TRCs are read as curv records whatever their type.
+    static constexpr uint32_t kTrcs[3] = {icSigRedTRCTag, icSigGreenTRCTag, icSigBlueTRCTag};
+    const uint8_t* trc[3];
+    uint32_t sizes[3], counts[3];
+    for (int c = 0; c < 3; ++c) {
+        trc[c] = reinterpret_cast<const uint8_t*>(FindTagData(kTrcs[c], nullptr, &sizes[c]));
+        if (!trc[c]) return f.release();
+    }
+    for (int c = 0; c < 3; ++c) {
+        if (sizes[c] < sizeof(icCurveType)) return nullptr;
+        counts[c] = ReadAt<icUInt32Number>(trc[c], offsetof(icCurveType, curve.count));
+    }
+    if (counts[0] != counts[1] || counts[0] != counts[2] || counts[0] == 0) return f.release();
+    const uint32_t count = counts[0];
+    for (int c = 0; c < 3; ++c)
+        if (sizeof(icCurveType) + 2 * uint64_t(count) > sizes[c]) return nullptr;
+
+    std::vector<uint16_t> curves(3 * kInvTrcEntries);
+    for (int c = 0; c < 3; ++c) InvertTrc(trc[c], count, &curves[c * kInvTrcEntries]);
+    f->DefineOutputTab(curves.data(), kInvTrcEntries);
+    return f.release();
+}
+
+int CIccProfileUse::GetMediaWhite(icXYZNumber& white) {
+    uint32_t size = 0;
+    const auto* block =
+        reinterpret_cast<const uint8_t*>(FindTagData(icSigMediaWhitePointTag, nullptr, &size));
+    if (!block || size < sizeof(icXYZType) + sizeof(icXYZNumber)) return 0;
+    white = ReadAt<icXYZNumber>(block, offsetof(icXYZType, data));
+    return 1;
+}
+
+int CIccProfileUse::GetIlluminant(icXYZNumber& illuminant) {
+    illuminant = m_Header.illuminant;
+    return 1;
+}
+
+CMfxStringW CIccProfileUse::GetDescription() {
+    uint32_t size = 0;
+    const auto* block =
+        reinterpret_cast<const char*>(FindTagData(icSigProfileDescriptionTag, nullptr, &size));
+    constexpr size_t kText = offsetof(icProfileDescriptionType, desc.data);
+    if (!block || size <= kText) return CMfxStringW();
+    // Up to the terminator, or to the end of the block if there is none.
+    const size_t available = size - kText;
+    const char* text = block + kText;
+    const void* end = std::memchr(text, 0, available);
+    const size_t length = end ? size_t(static_cast<const char*>(end) - text) : available;
+    return CodePageToWide(std::string_view(text, length));
+}
