@@ -306,6 +306,15 @@ TEST(IccProfileGenHeader, SetHeaderThenSerializeWithoutTagsWrites132BytesWithCou
     EXPECT_EQ(Sig("MSFT"), Be32(file, 40));
     EXPECT_EQ(Sig("TARV"), Be32(file, 48));
     EXPECT_EQ(63190u, Be32(file, 68));
+
+    // Serialize on a storing archive writes the same bytes.
+    CMemFile mem;
+    {
+        CArchive ar(&mem, CArchive::store);
+        g.Serialize(ar);
+    }
+    ASSERT_EQ(132u, mem.GetLength());
+    EXPECT_EQ(0, std::memcmp(mem.GetBuffer(), file.data(), 132));
 }
 
 // ---------------------------------------------------------------------------------------------
