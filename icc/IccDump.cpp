@@ -70,24 +70,24 @@ void Format(std::wstring& out, const char* format, const FmtArg* args, size_t co
             out.push_back(L'%');
             continue;
         }
-        std::string spec = "%";
+        std::string directive = "%";
         bool left = false;
         while (*p && std::strchr("-+ #0", *p)) {
             left = left || *p == '-';
-            spec += *p++;
+            directive += *p++;
         }
         int width = 0;
         while (*p >= '0' && *p <= '9') {
             width = width * 10 + (*p - '0');
-            spec += *p++;
+            directive += *p++;
         }
         int precision = -1;
         if (*p == '.') {
-            spec += *p++;
+            directive += *p++;
             precision = 0;
             while (*p >= '0' && *p <= '9') {
                 precision = precision * 10 + (*p - '0');
-                spec += *p++;
+                directive += *p++;
             }
         }
         const char conv = *p;
@@ -119,11 +119,11 @@ void Format(std::wstring& out, const char* format, const FmtArg* args, size_t co
         case 'x':
         case 'X': {
             if (a.kind != FmtArg::kInt) FormatMismatch(format);
-            spec += conv;
-            int n = conv == 'd'
-                        ? std::snprintf(buf, sizeof buf, spec.c_str(), static_cast<int32_t>(a.i))
-                        : std::snprintf(buf, sizeof buf, spec.c_str(),
-                                        static_cast<uint32_t>(static_cast<uint64_t>(a.i)));
+            directive += conv;
+            int n = conv == 'd' ? std::snprintf(buf, sizeof buf, directive.c_str(),
+                                                static_cast<int32_t>(a.i))
+                                : std::snprintf(buf, sizeof buf, directive.c_str(),
+                                                static_cast<uint32_t>(static_cast<uint64_t>(a.i)));
             AppendAscii(out, buf, static_cast<size_t>(std::clamp(n, 0, int(sizeof buf) - 1)));
             ++next;
             break;
