@@ -446,6 +446,49 @@ TEST(BuiltInColorimetry, CmykV2ToLabMeetsThePrimariesAtTheCorners) {
     std::printf("CMYKV2TOLAB at the 16 primaries: max dE76 %.4f\n", worst);
 }
 
+// The separations: every node within the total ink limit of 300% (plus rounding of the four
+// bytes), and in-gamut colours separated so that the press model prints them back.
+TEST(BuiltInColorimetry, SeparationsKeepTheInkLimitAndPrintBackTheirColour) {
+    const auto rgbToCmyk = Resource(L"RGBTOCMYK");
+    const auto labToCmyk = Resource(L"LABTOCMYK");
+    ASSERT_EQ(rgbToCmyk.size(), 19681u);
+    ASSERT_EQ(labToCmyk.size(), 6560u);
+    for (size_t at = 29; at < 29 + 19652; at += 4)
+        ASSERT_LE(rgbToCmyk[at] + rgbToCmyk[at + 1] + rgbToCmyk[at + 2] + rgbToCmyk[at + 3], 767);
+    for (size_t at = 1588; at < 1588 + 2916; at += 4)
+        ASSERT_LE(labToCmyk[at] + labToCmyk[at + 1] + labToCmyk[at + 2] + labToCmyk[at + 3], 767);
+
+    CMft_16* press = nullptr;
+    CMft_16* srgb = nullptr;
+    LoadBuiltInMft(L"CMYKV2TOLAB", press);
+    LoadBuiltInMft(L"SRGBTOLAB", srgb);
+    std::unique_ptr<CMft_16> o1(press), o2(srgb);
+    ASSERT_TRUE(press && srgb);
+    // The grey axis of RGBTOCMYK from RGB 64 (L 27, darker greys lie beyond what the press
+    // prints in a neutral) to white: the separation printed by the model against the sRGB
+    // colour. Differences come from 8-bit ink values and the 16-point grid of the model table.
+    double worst = 0.0;
+    for (unsigned i = 4; i <= 16; ++i) {
+        const size_t at = 29 + ((i * 17 + i) * 17 + i) * 4;
+        const uint16_t cmyk[4] = {uint16_t(rgbToCmyk[at] * 257), uint16_t(rgbToCmyk[at + 1] * 257),
+                                  uint16_t(rgbToCmyk[at + 2] * 257),
+                                  uint16_t(rgbToCmyk[at + 3] * 257)};
+        const uint16_t v = uint16_t(((i * 255 + 8) / 16) * 257);
+        const uint16_t rgb[3] = {v, v, v};
+        uint16_t printed[3], wanted[3];
+        press->Trn(cmyk, printed);
+        srgb->Trn(rgb, wanted);
+        const cmsCIELab a = {printed[0] / 652.8, printed[1] / 256.0 - 128.0,
+                             printed[2] / 256.0 - 128.0};
+        const cmsCIELab b = {wanted[0] / 655.35, wanted[1] / 257.0 - 128.0,
+                             wanted[2] / 257.0 - 128.0};
+        const double de = cmsDeltaE(&a, &b);
+        worst = std::max(worst, de);
+        EXPECT_LE(de, 1.0) << "grey node " << i; // 0.42 observed
+    }
+    std::printf("RGBTOCMYK greys printed by the press model: max dE76 %.3f\n", worst);
+}
+
 // ---------------------------------------------------------------------------------------------
 // The Lab identity profile
 
