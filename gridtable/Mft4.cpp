@@ -16,6 +16,8 @@ template <class Base> void TMft4<Base>::Serialize(CArchive& ar) {
 }
 
 template <class Base> void TMft4<Base>::GenDeltaTables() {
+    // A default-constructed grid has no points and no dimPower yet: nothing to difference.
+    if (this->m_clutPoints == 0) return;
     for (auto& d : deltaTabs)
         if (d.empty()) d.resize(tabEntries);
     unsigned vector[4] = {0, 0, 0, 0};

@@ -281,3 +281,12 @@ TEST(Mft4, CopyAndAssignmentCarryThePreparedTables) {
     static_cast<CMft4_16&>(copy) = raw;
     for (const auto& d : copy.deltaTabs) EXPECT_TRUE(d.empty());
 }
+
+TEST(Mft4, PreparingAGridWithoutPointsDoesNothing) {
+    CMft4_16 g16;
+    CMft4_8 g8;
+    g16.InitTrn();
+    g8.InitTrn();
+    EXPECT_EQ(g16.clutPoints(), 0u);
+    EXPECT_EQ(g8.TabEntries(), 0u);
+}
