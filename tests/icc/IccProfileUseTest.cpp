@@ -1437,3 +1437,65 @@ TEST(IccProfileUse, RandomDamageToRealTablesIsSafe) {
 }
 
 } // namespace
+
+namespace {
+
+// The named-colour profiles of colord carry exactly such an mBA : 3 inputs, 1 output, B curves,
+// matrix and M curves, no grid. Through the profile's own lookup it gives the object whose
+// grid size is the block's first byte, with no grid data.
+TEST(IccProfileUse, InstalledMbaWithoutGridThroughTheProfile) {
+    const std::filesystem::path path = "/usr/share/color/icc/colord/Crayons.icc";
+    if (!std::filesystem::exists(path)) GTEST_SKIP() << "no colord profiles installed";
+    CIccProfileUse p(nullptr);
+    ASSERT_NE(p.Open(path.wstring().c_str()), 0);
+    const auto* block = reinterpret_cast<const uint8_t*>(p.FindTagData(icSigBToA0Tag, nullptr));
+    ASSERT_NE(block, nullptr);
+    std::unique_ptr<CFunc_16TabBaseMft> f(
+        p.CreateMft16Func(icSigBToA0Tag, false, icSigLabData, icSigLabData));
+    auto* x = dynamic_cast<CFunc_16Tab3MftX*>(f.get());
+    ASSERT_NE(x, nullptr);
+    EXPECT_TRUE(x->matrixFirst());
+    EXPECT_EQ(x->outputChan(), 1u);
+    EXPECT_EQ(x->Mft().clutPoints(), unsigned(block[0]));
+    const uint16_t* t = x->Mft().Table();
+    for (unsigned i = 0; i < x->Mft().TabEntries(); ++i) ASSERT_EQ(t[i], 0) << i;
+}
+
+// The free functions on bare records: the same objects as through a profile.
+TEST(IccProfileUse, FreeFunctionsOnRecords) {
+    std::vector<uint8_t> b16 = Lut16Block(3, 3, 5, 16, 16);
+    std::vector<uint32_t> aligned((b16.size() + 3) / 4);
+    std::memcpy(aligned.data(), b16.data(), b16.size());
+    auto* rec16 = reinterpret_cast<icLut16Type*>(aligned.data());
+    std::unique_ptr<CFunc_16TabBaseMft> f(CreateMft16Func(rec16, false));
+    auto* lut = dynamic_cast<CFunc_16Tab3LUTMft*>(f.get());
+    ASSERT_NE(lut, nullptr);
+    EXPECT_EQ(lut->Mft().clutPoints(), 5u);
+    EXPECT_EQ(lut->FuncInputTab().entries(), 16u);
+    // Grid samples stand behind 3 * 16 input entries, i * 37 from the first input entry.
+    EXPECT_EQ(lut->Mft().Table()[0], uint16_t(48 * 37));
+    std::unique_ptr<CFunc_16TabBaseMft> sized(CreateMft16Func(rec16, uint32_t(b16.size()), false));
+    ASSERT_NE(dynamic_cast<CFunc_16Tab3LUTMft*>(sized.get()), nullptr);
+    EXPECT_EQ(std::memcmp(dynamic_cast<CFunc_16Tab3LUTMft*>(sized.get())->Mft().Table(),
+                          lut->Mft().Table(), lut->Mft().TabEntries() * 2),
+              0);
+
+    std::vector<uint32_t> b8((48 + 4 * 256 + 16 * 2 + 2 * 256 + 3) / 4);
+    auto* rec8 = reinterpret_cast<icLut8Type*>(b8.data());
+    rec8->base = icSigLut8Type;
+    rec8->lut.inputChan = 4;
+    rec8->lut.outputChan = 2;
+    rec8->lut.clutPoints = 2;
+    auto* bytes = reinterpret_cast<uint8_t*>(b8.data());
+    for (unsigned i = 0; i < 16 * 2; ++i) bytes[48 + 4 * 256 + i] = uint8_t(i * 8);
+    std::unique_ptr<CFunc_8TabBaseMft> g(CreateMft8Func(rec8));
+    auto* lut8 = dynamic_cast<CFunc_8Tab4Mft*>(g.get());
+    ASSERT_NE(lut8, nullptr);
+    EXPECT_EQ(lut8->outputChan(), 2u);
+    for (unsigned i = 0; i < 32; ++i) EXPECT_EQ(lut8->Mft().Table()[i], uint8_t(i * 8));
+    EXPECT_EQ(
+        std::unique_ptr<CFunc_8TabBaseMft>(CreateMft8Func(rec8, uint32_t(b8.size() * 4 - 600))),
+        nullptr);
+}
+
+} // namespace
