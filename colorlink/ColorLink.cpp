@@ -9,6 +9,15 @@
 
 int CColorLink::s_nGrid3 = 0;
 int CColorLink::s_nGrid4 = 0;
+CMft_16* CColorLink::s_pCmykToRgb = nullptr;
+int CColorLink::s_nListCount = 0;
+CMft_16* CColorLink::s_pCmykToLab = nullptr;
+CMft_16* CColorLink::s_pRgbToLab = nullptr;
+int CColorLink::s_nLinkCount = 0;
+
+CColorTag::~CColorTag() = default;
+CColorLink::CColorTagList::CColorTagList() = default;
+CColorLink::CColorTagList::~CColorTagList() = default;
 
 CColorLink::CColorLink(CUserSettingsMgr* settings) : pSettings(settings) {
     // The grid sizes come from the process-wide RIP settings, not from the caller's settings.
@@ -120,7 +129,7 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
     return ok ? 1 : 0;
 }
 
-void CColorLink::SetTable16(std::unique_ptr<CFunc_16> table) {
+void CColorLink::SetTable16(std::unique_ptr<CFunc_16TabBaseMft> table) {
     nTabOutChannels = table ? int(table->outputChan()) : 0;
     pFunc16 = std::move(table);
 }

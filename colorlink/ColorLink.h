@@ -1,14 +1,97 @@
-// The native back-end: composes the library's own functions and samples them into one grid
-// table; pixels then cost one interpolation each.
+// The native back-end: opens each profile at AddProfile and keeps only the table its step needs;
+// CreateLink composes those tables into one chain of colour functions and samples it into a
+// single grid table, so that a pixel then costs one interpolation however long the chain was.
+//
+// Threads: a built link only reads its table, so any number of threads may convert through
+// it at once. The statics below (grid sizes, built-in tables and their counters) are changed
+// without a lock: the first and the last native link of a process must not be made or deleted
+// while another thread does the same.
 #pragma once
 
 #include <memory>
+#include <vector>
 
+#include "base/Object.h"
 #include "colorfunc/Func.h"
 #include "colorlink/MdlColorLink.h"
+#include "gridtable/Mft.h"
+#include "gridtable/TabMft.h"
+#include "icc/IccRecords.h"
+
+class CIccProfileUse;
+class CUserSettingsMgr;
+
+// One step of a chain: the table of one profile for one direction, with what the composition
+// needs to know about the profile (its white, its black, whether the step is absolute).
+class CColorTag : public CObject {
+public:
+    // Opens the profile at `path`; `nError` tells the outcome (0, 901 or 904). `intent` is
+    // already reduced (0 to 5).
+    CColorTag(const wchar_t* path, int kind, enmRenderingIntent intent, CUserSettingsMgr* settings);
+    // The same from a profile that is already open; the profile stays the caller's.
+    CColorTag(CIccProfileUse* profile, int kind, enmRenderingIntent intent);
+    ~CColorTag() override;
+    CColorTag(const CColorTag&) = delete;
+    CColorTag& operator=(const CColorTag&) = delete;
+
+    // Replaces an 8-bit table by its 16-bit widening (three- and four-input pipelines only)
+    // and sets bFrom8Bit. Runs the first time the build touches the tag; harmless afterwards.
+    void Widen();
+    // The grid nodes of the step's table, 8-bit if not widened yet; 0 without a table.
+    unsigned clutEntries() const;
+
+    std::unique_ptr<CFunc_16> pLabRelAbs; // absolute step with Lab input, else null
+    std::unique_ptr<CFunc_16> pXYZRelAbs; // absolute step with XYZ input, else null
+    std::unique_ptr<CFunc_16> pReserved1; // never set
+    std::unique_ptr<CFunc_16> pReserved2; // never set
+    icXYZNumber MediaWhite;               // of the profile; D50 in s15.16 until read
+    std::unique_ptr<CFunc_8TabBaseMft> pFunc8;
+    std::unique_ptr<CFunc_16TabBaseMft> pFunc16;
+    unsigned InSpace; // ICC signatures; all bits set until a table is found
+    unsigned OutSpace;
+    unsigned nError = 0;           // 0, 901 or 904
+    int bFrom8Bit = 0;             // set once an 8-bit table was widened
+    unsigned short BlackPoint = 0; // L of the profile's black in 16-bit Lab, 0 for none
+    bool bCompensateBlack = false; // the reduced intent is 5
+
+private:
+    void Reset(enmRenderingIntent intent);
+    void TakeStep(CIccProfileUse& profile, int kind, enmRenderingIntent intent);
+    void ComputeBlackPoint(CIccProfileUse& profile);
+};
 
 class CColorLink : public CMdlColorLink {
 public:
+    // The steps of a link, head first. Owns its tags. The first list of the process loads the
+    // built-in CMYK-to-RGB table, the last one frees it.
+    class CColorTagList : public CObject {
+    public:
+        CColorTagList();
+        ~CColorTagList() override;
+        CColorTagList(const CColorTagList&) = delete;
+        CColorTagList& operator=(const CColorTagList&) = delete;
+
+        void AddTail(std::unique_ptr<CColorTag> tag) { m_tags.push_back(std::move(tag)); }
+        // Deletes the tags from the tail forward until `n` are left.
+        void TruncateTo(size_t n);
+        // Deletes every tag, then empties the list.
+        void RemoveAll() { TruncateTo(0); }
+        size_t GetCount() const { return m_tags.size(); }
+        bool IsEmpty() const { return m_tags.empty(); }
+        CColorTag& At(size_t i) const { return *m_tags[i]; }
+        CColorTag& GetHead() const { return *m_tags.front(); }
+        CColorTag& GetTail() const { return *m_tags.back(); }
+
+        // What the build needs of the whole list.
+        unsigned MaxClutEntries() const;
+        bool AnyAbsolute() const;
+
+        unsigned nError = 0; // why the composition stopped (905), else 0
+
+    private:
+        std::vector<std::unique_ptr<CColorTag>> m_tags;
+    };
+
     explicit CColorLink(CUserSettingsMgr* settings);
     ~CColorLink() override;
     CColorLink(const CColorLink&) = delete;
@@ -29,18 +112,30 @@ public:
     unsigned OutFormat() override { return m_OutFormat; }
     int SupportsGradation() override { return 0; }
 
-    // Grid sizes configured for three- and four-input tables, read once per process from the
-    // RIP settings by the first link that finds them 0. Not locked: see the class comment above.
+    // The built table (null before a successful CreateLink, or for a copying link). Read-only
+    // access for tools that save a link's table, for instance as a device-link profile.
+    const CFunc_16TabBaseMft* Table16() const { return pFunc16.get(); }
+    // The steps collected so far (emptied by CreateLink).
+    const CColorTagList& Tags() const { return TagList; }
+
+    // Grid sizes configured for three- and four-input tables, read from the RIP settings by the
+    // first link that finds them 0. Negative: fixed size; positive: least size.
     static int s_nGrid3;
     static int s_nGrid4;
+    // Built-in tables and the counts of their users.
+    static CMft_16* s_pCmykToRgb; // per CColorTagList
+    static int s_nListCount;
+    static CMft_16* s_pCmykToLab; // per CColorLink
+    static CMft_16* s_pRgbToLab;
+    static int s_nLinkCount;
 
     static constexpr unsigned kNoSpace = 0xFFFFFFFFu; // ICC signature "none"
     static constexpr unsigned kMaxPixelChannels = 16; // work buffers of the 8-bit loop
 
 protected:
-    // Installs a finished 16-bit table with its output count. The link build does this itself;
-    // it is open to derived classes so that the pixel loops can be exercised on any table.
-    void SetTable16(std::unique_ptr<CFunc_16> table);
+    // Installs a finished 16-bit table. The link build does this itself; it is open to derived
+    // classes so that the pixel loops can be exercised on any table.
+    void SetTable16(std::unique_ptr<CFunc_16TabBaseMft> table);
 
 private:
     // What the format checks of CreateLink find out about the chain.
@@ -53,15 +148,21 @@ private:
     };
     bool CheckFormats(unsigned inFormat, unsigned nIn, unsigned outFormat, unsigned nOut,
                       SLinkFlags& flags) const;
+    // The chain of all tags as one function, or null with TagList.nError set.
+    std::unique_ptr<CFunc_16> ComposeChain();
+    void ApplyWhiteFix(CMft_16& mft, const uint16_t* whitePixel, unsigned nOut, bool outIsXYZ);
 
-    CUserSettingsMgr* pSettings;       // not owned
-    std::unique_ptr<CFunc_8> pFunc8;   // 8-bit result table; never made by CreateLink
-    std::unique_ptr<CFunc_16> pFunc16; // 16-bit result table of the built link
+    CUserSettingsMgr* pSettings; // not owned
+    CColorTagList TagList;
+    std::unique_ptr<CFunc_8TabBaseMft> pFunc8;   // 8-bit result table; never made by CreateLink
+    std::unique_ptr<CFunc_16TabBaseMft> pFunc16; // 16-bit result table of the built link
     unsigned nLastError = 0;
     unsigned FirstSpace = kNoSpace; // input colour space of the first step
     unsigned LastSpace = kNoSpace;  // output colour space of the last step
     unsigned m_nInChannels = 0;
     unsigned m_nOutChannels = 0;
+    // Stored by CreateLink for callers that skip repeated pixels; nothing in the library reads
+    // them.
     bool (*pfnSamePixel8)(const unsigned char*, const unsigned char*) = nullptr;
     bool (*pfnSamePixel16)(const unsigned short*, const unsigned short*) = nullptr;
     int nTabOutChannels = 0;

@@ -33,10 +33,12 @@ private:
 };
 
 // A 16-bit table stand-in: records the last input and answers fixed outputs.
-class RecordingFunc : public CFunc_16 {
+class RecordingFunc : public CFunc_16TabBaseMft {
 public:
     RecordingFunc(unsigned in, std::vector<uint16_t> answer)
-        : CFunc_16(in, unsigned(answer.size())), answer_(std::move(answer)) {}
+        : CFunc_16TabBaseMft(in, unsigned(answer.size())), answer_(std::move(answer)) {}
+    void InitMftTrn() override {}
+    CFunc_16TabBaseMft* CreateClone() const override { return nullptr; }
     int Trn(const uint16_t* in, uint16_t* out) const override {
         last_.assign(in, in + inputChan());
         ++calls_;
@@ -51,8 +53,8 @@ public:
 // Gives the pixel loops a table of our own, as the link build does.
 class LinkWithTable : public CColorLink {
 public:
-    LinkWithTable(std::unique_ptr<CFunc_16> table, unsigned inFmt, unsigned nIn, unsigned outFmt,
-                  unsigned nOut)
+    LinkWithTable(std::unique_ptr<CFunc_16TabBaseMft> table, unsigned inFmt, unsigned nIn,
+                  unsigned outFmt, unsigned nOut)
         : CColorLink(nullptr) {
         CreateLink(LinkFmtNColor, nIn, LinkFmtNColor, nIn); // store the counts
         CreateLink(inFmt, nIn, outFmt, nOut);
@@ -186,7 +188,7 @@ TEST(NativeLink, CountZeroDoesNothing) {
     CColorLink copy(nullptr);
     ASSERT_EQ(copy.CreateLink(kNColor, 3, kNColor, 3), 1);
     auto* table = new RecordingFunc(3, {1, 2, 3, 4});
-    LinkWithTable withTable(std::unique_ptr<CFunc_16>(table), kNColor, 3, kNColor, 4);
+    LinkWithTable withTable(std::unique_ptr<CFunc_16TabBaseMft>(table), kNColor, 3, kNColor, 4);
     std::array<uint16_t, 4> src16 = {9, 9, 9, 9}, dst16 = {7, 7, 7, 7};
     std::array<uint8_t, 4> src8 = {9, 9, 9, 9}, dst8 = {7, 7, 7, 7};
     for (CColorLink* link : {&copy, static_cast<CColorLink*>(&withTable)}) {
@@ -214,7 +216,7 @@ TEST(NativeLink, NoTableAndDifferentCountsLeavesTheDestination) {
 
 TEST(NativeLink, EightBitSamplesAreWidenedBy257AndNarrowedToTheHighByte) {
     auto* table = new RecordingFunc(3, {0xFFFF, 0x12FF, 0x1200, 0x0080});
-    LinkWithTable link(std::unique_ptr<CFunc_16>(table), kNColor, 3, kNColor, 4);
+    LinkWithTable link(std::unique_ptr<CFunc_16TabBaseMft>(table), kNColor, 3, kNColor, 4);
     const std::array<uint8_t, 3> src = {255, 0x12, 0};
     std::array<uint8_t, 4> dst{};
     link.TrnPixels8(src.data(), dst.data(), 1);
@@ -225,7 +227,7 @@ TEST(NativeLink, EightBitSamplesAreWidenedBy257AndNarrowedToTheHighByte) {
 
 TEST(NativeLink, SixteenBitPixelsGoStraightThroughTheTable) {
     auto* table = new RecordingFunc(3, {11, 22});
-    LinkWithTable link(std::unique_ptr<CFunc_16>(table), kNColor, 3, kNColor, 2);
+    LinkWithTable link(std::unique_ptr<CFunc_16TabBaseMft>(table), kNColor, 3, kNColor, 2);
     const std::array<uint16_t, 6> src = {1, 2, 3, 4, 5, 6};
     std::array<uint16_t, 4> dst{};
     link.TrnPixels16(src.data(), dst.data(), 2);
@@ -236,7 +238,7 @@ TEST(NativeLink, SixteenBitPixelsGoStraightThroughTheTable) {
 
 TEST(NativeLink, EightBitOutputChannelsBeyondTheTableAreZero) {
     auto* table = new RecordingFunc(3, {0x8000, 0x4000});
-    LinkWithTable link(std::unique_ptr<CFunc_16>(table), kNColor, 3, kNColor, 4);
+    LinkWithTable link(std::unique_ptr<CFunc_16TabBaseMft>(table), kNColor, 3, kNColor, 4);
     const std::array<uint8_t, 6> src = {1, 2, 3, 4, 5, 6};
     std::array<uint8_t, 8> dst;
     dst.fill(0xAA);
@@ -246,7 +248,7 @@ TEST(NativeLink, EightBitOutputChannelsBeyondTheTableAreZero) {
 
 TEST(NativeLink, BgrPixelsEvaluateReversedBytesTimes256AndWriteNothing) {
     auto* table = new RecordingFunc(3, {1, 2, 3});
-    LinkWithTable link(std::unique_ptr<CFunc_16>(table), kNColor, 3, kNColor, 3);
+    LinkWithTable link(std::unique_ptr<CFunc_16TabBaseMft>(table), kNColor, 3, kNColor, 3);
     const std::array<uint8_t, 6> src = {0x10, 0x20, 0xFF, 1, 2, 3};
     std::array<uint8_t, 6> dst;
     dst.fill(0x77);
