@@ -6,6 +6,7 @@ pkgs=(
   build-essential cmake pkg-config clang-format
   liblcms2-dev zlib1g-dev libssl-dev libpugixml-dev libtiff-dev libpng-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libtiff-tools time
 )
 if [ "${1:-}" = "--test-data" ]; then
   # Real ICC profiles and independent tools used by the tests.
