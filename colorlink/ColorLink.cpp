@@ -4,8 +4,19 @@
 #include <cstdint>
 #include <cstring>
 
+#include <cmath>
+#include <vector>
+
 #include "base/IniEntries.h"
 #include "base/Settings.h"
+#include "colorfunc/Colorimetric.h"
+#include "colorfunc/ConcatFunc.h"
+#include "colorfunc/DeviceModels.h"
+#include "colorfunc/InversFunc.h"
+#include "colorfunc/WidthAdapters.h"
+#include "colorlink/LinkSignatures.h"
+#include "gridtable/BuiltInMft.h"
+#include "gridtable/TabMftX.h"
 
 int CColorLink::s_nGrid3 = 0;
 int CColorLink::s_nGrid4 = 0;
@@ -15,45 +26,185 @@ CMft_16* CColorLink::s_pCmykToLab = nullptr;
 CMft_16* CColorLink::s_pRgbToLab = nullptr;
 int CColorLink::s_nLinkCount = 0;
 
-CColorTag::~CColorTag() = default;
-CColorLink::CColorTagList::CColorTagList() = default;
-CColorLink::CColorTagList::~CColorTagList() = default;
+namespace {
+
+// A native link handles no more than this many channels on a side (the pixel loops' buffers).
+constexpr unsigned kMaxSide = CColorLink::kMaxPixelChannels;
+
+// The n-colour spaces accepted as LinkFmtNColor output: 5 to 12 colours. Spaces of 2, 3, 4,
+// 13, 14 and 15 colours are deliberately not among them.
+bool IsNColorOutputSpace(unsigned space) {
+    return IsNClrSpace5To15(space) && space != LinkSig("DCLR") && space != LinkSig("ECLR") &&
+           space != LinkSig("FCLR");
+}
+
+// Building blocks of the chain. To append f is to make the chain the inner function of a new
+// concatenation with f as outer; to prepend is the opposite. The chain is always owned;
+// functions that belong to a tag or to the statics go in by reference, new ones by pointer.
+using Chain = std::unique_ptr<CFunc_16>;
+
+void Append(Chain& chain, CFunc_16* f) {
+    chain = std::make_unique<CConcatFunc_16>(f, chain.release());
+}
+void AppendRef(Chain& chain, const CFunc_16& f) {
+    chain = std::make_unique<CConcatFunc_16>(f, chain.release());
+}
+void Prepend(Chain& chain, CFunc_16* f) {
+    chain = std::make_unique<CConcatFunc_16>(chain.release(), f);
+}
+void PrependRef(Chain& chain, const CFunc_16& f) {
+    chain = std::make_unique<CConcatFunc_16>(chain.release(), f);
+}
+
+// Legacy Lab to the ICC encoding of XYZ, and back; made anew at each use.
+CFunc_16* NewLabToIccXYZ() {
+    return new CConcatFunc_16(new CXYZRelToIcc, new CLabXYZ16);
+}
+CFunc_16* NewIccXYZToLab() {
+    return new CInversFunc_16(NewLabToIccXYZ());
+}
+
+// The ways of taking a tag's table into the chain. Head, Only and Tail work on a prepared
+// copy with the chosen curve sets bypassed; Middle runs the tag's own table with its curves.
+// A table widened from 8 bits gets the 8-bit Lab encoding corrected on its Lab sides.
+Chain TagFuncClone(CColorTag& tag, bool skipInput, bool skipOutput) {
+    std::unique_ptr<CFunc_16TabBaseMft> clone(tag.pFunc16->CreateClone());
+    clone->SetSkipInputTab(skipInput);
+    clone->SetSkipOutputTab(skipOutput);
+    clone->InitMftTrn();
+    return std::make_unique<CConcatFunc_16>(static_cast<CFunc_16*>(clone.release()));
+}
+Chain TagFuncHead(CColorTag& tag) {
+    Chain f = TagFuncClone(tag, true, false);
+    if (tag.bFrom8Bit && tag.OutSpace == kSigLab)
+        Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
+    return f;
+}
+Chain TagFuncOnly(CColorTag& tag) {
+    return TagFuncClone(tag, true, true);
+}
+Chain TagFuncTail(CColorTag& tag) {
+    Chain f = TagFuncClone(tag, false, true);
+    if (tag.bFrom8Bit && tag.InSpace == kSigLab) Prepend(f, new CL8To16);
+    return f;
+}
+Chain TagFuncMiddle(CColorTag& tag) {
+    Chain f = std::make_unique<CConcatFunc_16>(static_cast<const CFunc_16&>(*tag.pFunc16));
+    tag.pFunc16->InitMftTrn();
+    if (tag.bFrom8Bit && tag.OutSpace == kSigLab)
+        Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
+    if (tag.bFrom8Bit && tag.InSpace == kSigLab) Prepend(f, new CL8To16);
+    return f;
+}
+
+// Reads a built-in table; a missing resource leaves the static null.
+CMft_16* LoadBuiltIn(const wchar_t* name) {
+    CMft_16* mft = nullptr;
+    LoadBuiltInMft(name, mft);
+    return mft;
+}
+
+bool SamePixel3x8(const unsigned char* a, const unsigned char* b) {
+    return std::memcmp(a, b, 3) == 0;
+}
+bool SamePixel4x8(const unsigned char* a, const unsigned char* b) {
+    return std::memcmp(a, b, 4) == 0;
+}
+bool SamePixel3x16(const unsigned short* a, const unsigned short* b) {
+    return std::memcmp(a, b, 3 * sizeof(unsigned short)) == 0;
+}
+bool SamePixel4x16(const unsigned short* a, const unsigned short* b) {
+    return std::memcmp(a, b, 4 * sizeof(unsigned short)) == 0;
+}
+
+// Grid points per axis: a positive setting is a least size, raised to the finest table of the
+// chain taken as if it had `inputs` inputs; zero or negative fixes the size at its magnitude.
+unsigned GridSize(int setting, unsigned maxEntries, double inputs) {
+    if (setting <= 0) return unsigned(-int64_t(setting));
+    return unsigned(std::max(double(setting), std::pow(double(maxEntries), 1.0 / inputs)) + 0.5);
+}
+
+} // namespace
+
+CColorLink::CColorTagList::CColorTagList() {
+    m_tags.reserve(10); // grows in blocks, as the steps of a link seldom exceed ten
+    if (s_nListCount == 0) s_pCmykToRgb = LoadBuiltIn(kCmykV2ToRgbName);
+    ++s_nListCount;
+}
+
+CColorLink::CColorTagList::~CColorTagList() {
+    RemoveAll();
+    if (--s_nListCount == 0) {
+        delete s_pCmykToRgb;
+        s_pCmykToRgb = nullptr;
+    }
+}
+
+void CColorLink::CColorTagList::TruncateTo(size_t n) {
+    while (m_tags.size() > n) m_tags.pop_back();
+}
+
+unsigned CColorLink::CColorTagList::MaxClutEntries() const {
+    unsigned n = 0;
+    for (const auto& tag : m_tags) n = std::max(n, tag->clutEntries());
+    return n;
+}
+
+bool CColorLink::CColorTagList::AnyAbsolute() const {
+    for (const auto& tag : m_tags)
+        if (tag->pLabRelAbs || tag->pXYZRelAbs) return true;
+    return false;
+}
 
 CColorLink::CColorLink(CUserSettingsMgr* settings) : pSettings(settings) {
     // The grid sizes come from the process-wide RIP settings, not from the caller's settings.
     // A configured 0 stays 0 and is simply read again by the next link.
     if (s_nGrid3 == 0) s_nGrid3 = CRipsIniFile::Instance().GetInt(IniClpColorLink3);
     if (s_nGrid4 == 0) s_nGrid4 = CRipsIniFile::Instance().GetInt(IniClpColorLink4);
+    if (s_nLinkCount == 0) {
+        s_pCmykToLab = LoadBuiltIn(kCmykV2ToLabName);
+        s_pRgbToLab = LoadBuiltIn(kSRgbToLabName);
+    }
+    ++s_nLinkCount;
 }
 
-CColorLink::~CColorLink() = default;
-
-int CColorLink::AddProfile(const wchar_t*, int, enmRenderingIntent) {
-    // Temporary limit: this build has no profile reader behind the native link yet, so every
-    // profile counts as one that cannot be opened. The chain stays empty.
-    (void)pSettings;
-    nLastError = LinkErrOpenProfile;
-    return 0;
+CColorLink::~CColorLink() {
+    TagList.RemoveAll();
+    pFunc8.reset();
+    pFunc16.reset();
+    if (--s_nLinkCount == 0) {
+        delete s_pCmykToLab;
+        delete s_pRgbToLab;
+        s_pCmykToLab = s_pRgbToLab = nullptr;
+    }
 }
 
-namespace {
-constexpr unsigned Sig(const char (&s)[5]) {
-    return (unsigned(uint8_t(s[0])) << 24) | (unsigned(uint8_t(s[1])) << 16) |
-           (unsigned(uint8_t(s[2])) << 8) | unsigned(uint8_t(s[3]));
+int CColorLink::AddProfile(const wchar_t* path, int stepKind, enmRenderingIntent intent) {
+    const enmRenderingIntent reduced = TranslateBlackPreservingRI(intent);
+    auto tag = std::make_unique<CColorTag>(path, stepKind, reduced, pSettings);
+    nLastError = tag->nError;
+    if (tag->nError == 0) {
+        if (TagList.IsEmpty()) FirstSpace = tag->InSpace;
+        LastSpace = tag->OutSpace;
+        TagList.AddTail(std::move(tag));
+        return 1;
+    }
+    const bool retry = stepKind == ProfStepPreview && tag->nError == LinkErrNoTable;
+    tag.reset();
+    if (!retry) return 0;
+    // A profile without preview tags is played through as two steps: into the device with the
+    // caller's intent, and back always relative colorimetric.
+    auto toDevice = std::make_unique<CColorTag>(path, ProfStepPcsToDev, reduced, pSettings);
+    if (toDevice->nError != 0) return 0;
+    auto back = std::make_unique<CColorTag>(path, ProfStepDevToPcs, IntentRelative, pSettings);
+    if (back->nError != 0) return 0;
+    nLastError = 0;
+    if (TagList.IsEmpty()) FirstSpace = toDevice->InSpace;
+    LastSpace = back->OutSpace;
+    TagList.AddTail(std::move(toDevice));
+    TagList.AddTail(std::move(back));
+    return 1;
 }
-constexpr unsigned kSigRgb = Sig("RGB "), kSigCmyk = Sig("CMYK"), kSigLab = Sig("Lab "),
-                   kSigXyz = Sig("XYZ "), kSigGray = Sig("GRAY"), kSigGamut = Sig("gamt");
-
-// The n-colour spaces accepted as LinkFmtNColor output: 5 to 12 colours. Spaces of 2, 3, 4,
-// 13, 14 and 15 colours are deliberately not among them.
-bool IsNColorOutputSpace(unsigned space) {
-    constexpr unsigned kSpaces[] = {Sig("5CLR"), Sig("6CLR"), Sig("7CLR"), Sig("8CLR"),
-                                    Sig("9CLR"), Sig("ACLR"), Sig("BCLR"), Sig("CCLR")};
-    for (unsigned s : kSpaces)
-        if (space == s) return true;
-    return false;
-}
-} // namespace
 
 bool CColorLink::CheckFormats(unsigned inFormat, unsigned nIn, unsigned outFormat, unsigned nOut,
                               SLinkFlags& flags) const {
@@ -114,19 +265,233 @@ bool CColorLink::CheckFormats(unsigned inFormat, unsigned nIn, unsigned outForma
     return ok;
 }
 
+std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
+    const size_t count = TagList.GetCount();
+    for (size_t i = 0; i < count; ++i) {
+        TagList.At(i).Widen();
+        // Only an 8-bit table of a kind without a 16-bit twin gets here; the profile reader
+        // makes none, but a tag made from a profile object given by a caller might.
+        if (!TagList.At(i).pFunc16) {
+            TagList.nError = LinkErrNoTable;
+            return nullptr;
+        }
+    }
+    CColorTag& first = TagList.GetHead();
+    // A device link that already ends in the link's last space does the whole job alone.
+    if (!IsPcsSpace(first.InSpace) && !IsPcsSpace(first.OutSpace) && first.OutSpace == LastSpace) {
+        TagList.TruncateTo(1);
+        return TagFuncOnly(first);
+    }
+    if (count == 1) {
+        Chain chain = TagFuncOnly(first);
+        if (first.bCompensateBlack && first.BlackPoint > 0) {
+            if (first.InSpace == kSigLab) Prepend(chain, new CBPScalingLab(0, first.BlackPoint));
+            if (first.InSpace == kSigXyz) Prepend(chain, new CBPScalingXYZ(0, first.BlackPoint));
+        }
+        return chain;
+    }
+    Chain chain = TagFuncHead(first);
+    unsigned prevOut = first.OutSpace;
+    for (size_t i = 1; i < count; ++i) {
+        CColorTag& prev = TagList.At(i - 1);
+        CColorTag& tag = TagList.At(i);
+        const bool last = i + 1 == count;
+        // Joining. Lab and XYZ meet through the colorimetric conversions. Between other spaces
+        // the tag's table is left out and its output is reached directly from prevOut.
+        bool skip = false;
+        if (tag.InSpace != prevOut) {
+            if (prevOut == kSigLab && tag.InSpace == kSigXyz) {
+                Append(chain, NewLabToIccXYZ());
+            } else if (prevOut == kSigXyz && tag.InSpace == kSigLab) {
+                Append(chain, NewIccXYZToLab());
+            } else {
+                skip = true;
+                if (prevOut == kSigCmyk && tag.OutSpace == kSigRgb && s_pCmykToRgb) {
+                    AppendRef(chain, *s_pCmykToRgb);
+                } else if (IsBridgeableDeviceSpace(prevOut) &&
+                           IsBridgeableDeviceSpace(tag.OutSpace)) {
+                    Append(chain,
+                           new CFunc16CopyInOut(
+                               GetChannelCountOfSignature(icColorSpaceSignature(prevOut)),
+                               GetChannelCountOfSignature(icColorSpaceSignature(tag.OutSpace))));
+                } else {
+                    TagList.nError = LinkErrFormat;
+                    return nullptr;
+                }
+            }
+        }
+        // Absolute handling: the previous profile's white first, then this one's.
+        if (tag.pLabRelAbs) {
+            Append(chain, new CLabAbsRel(prev.MediaWhite));
+            AppendRef(chain, *tag.pLabRelAbs);
+        } else if (tag.pXYZRelAbs) {
+            Append(chain, new CXYZAbsRel(prev.MediaWhite));
+            AppendRef(chain, *tag.pXYZRelAbs);
+        }
+        // Black point compensation stands between this step's table and the previous one.
+        if (tag.bCompensateBlack && (tag.BlackPoint > 0 || prev.BlackPoint > 0)) {
+            if (tag.InSpace == kSigLab)
+                Append(chain, new CBPScalingLab(prev.BlackPoint, tag.BlackPoint));
+            else if (tag.InSpace == kSigXyz)
+                Append(chain, new CBPScalingXYZ(prev.BlackPoint, tag.BlackPoint));
+        }
+        if (skip) {
+            prevOut = tag.OutSpace;
+            continue;
+        }
+        if (last) {
+            Append(chain, TagFuncTail(tag).release());
+            break;
+        }
+        Append(chain, TagFuncMiddle(tag).release());
+        prevOut = tag.OutSpace;
+    }
+    return chain;
+}
+
+void CColorLink::ApplyWhiteFix(CMft_16& mft, const uint16_t* white, unsigned nOut, bool outIsXYZ) {
+    // The grid node that the source's white falls on prints no ink: the grid value whose output
+    // curves give 0 on every channel.
+    uint16_t buf[kMaxSide] = {};
+    if (!outIsXYZ) {
+        const uint16_t tmp[kMaxSide] = {};
+        TagList.GetTail().pFunc16->FuncOutputTab().Inv(tmp, buf);
+    }
+    const unsigned i = mft.QuantizeToGridPoint(white);
+    // Bounded by the grid's end, for a caller whose channel count exceeds the table's.
+    const unsigned n = std::min({nOut, kMaxSide, mft.TabEntries() - std::min(i, mft.TabEntries())});
+    std::vector<uint16_t> samples(mft.Table(), mft.Table() + mft.TabEntries());
+    std::copy(buf, buf + n, samples.begin() + i);
+    mft.Define(samples.data());
+}
+
 int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, unsigned nOut) {
     SLinkFlags flags;
-    bool ok = CheckFormats(inFormat, nIn, outFormat, nOut, flags);
+    const bool ok = CheckFormats(inFormat, nIn, outFormat, nOut, flags);
     // The counts are stored whatever the outcome; the pixel loops step by them.
     m_nInChannels = nIn;
     m_nOutChannels = nOut;
-    // Temporary limit: this build keeps no chain (see AddProfile), so every link is built from
-    // an empty list: the identity link, or a failure without an error number.
-    if (ok) {
-        m_InFormat = inFormat;
-        m_OutFormat = outFormat;
+    if (TagList.IsEmpty()) {
+        // The identity link, or a failure without an error number.
+        if (ok) {
+            m_InFormat = inFormat;
+            m_OutFormat = outFormat;
+        }
+        return ok ? 1 : 0;
     }
-    return ok ? 1 : 0;
+    if (!ok) {
+        nLastError = LinkErrFormat; // the steps stay: the caller may try another format
+        return 0;
+    }
+    const unsigned maxEntries = TagList.MaxClutEntries();
+    const unsigned grid3 = GridSize(s_nGrid3, maxEntries, 3);
+    const unsigned grid4 = GridSize(s_nGrid4, maxEntries, 4);
+
+    Chain chain = ComposeChain();
+    if (!chain) {
+        nLastError = TagList.nError;
+        TagList.RemoveAll();
+        return 0;
+    }
+    // Device CMYK to Lab: the built-in table of the source space replaces the profiles' chain.
+    const CMft_16* builtIn = flags.UseCmykToLab  ? s_pCmykToLab
+                             : flags.UseRgbToLab ? s_pRgbToLab
+                                                 : nullptr;
+    if (flags.UseCmykToLab || flags.UseRgbToLab) {
+        if (!builtIn) { // a library built without its resources
+            nLastError = LinkErrNoTable;
+            TagList.RemoveAll();
+            return 0;
+        }
+        chain = std::make_unique<CConcatFunc_16>(static_cast<const CFunc_16&>(*builtIn));
+    }
+    CColorTag& head = TagList.GetHead();
+    CColorTag& tail = TagList.GetTail();
+    if (flags.OutIsXYZ) {
+        // The output curves go into the grid, followed by the way back to Lab.
+        AppendRef(chain, tail.pFunc16->FuncOutputTab());
+        Append(chain, NewIccXYZToLab());
+    }
+    bool needInputTab = true;
+    if (flags.InIsXYZ) {
+        // The caller's Lab becomes XYZ, absolute when asked for, and passes the input curves.
+        PrependRef(chain, head.pFunc16->FuncInputTab());
+        needInputTab = false;
+        if (head.pXYZRelAbs) PrependRef(chain, *head.pXYZRelAbs);
+        Prepend(chain, NewLabToIccXYZ());
+    } else if (head.pLabRelAbs || head.pXYZRelAbs) {
+        PrependRef(chain, head.pFunc16->FuncInputTab());
+        PrependRef(chain, head.pLabRelAbs ? *head.pLabRelAbs : *head.pXYZRelAbs);
+        needInputTab = false;
+    }
+    if (flags.GamutOfRgb) Append(chain, new CRGBToGamut(3, 1));
+
+    const bool absolute = TagList.AnyAbsolute();
+    const bool toDevice = outFormat == LinkFmtCmyk || outFormat == LinkFmtNColor;
+    std::unique_ptr<CFunc_16TabBaseMft> table;
+    switch (chain->inputChan()) {
+    case 3: {
+        // A three-input table has no input curves of its own: they are sampled into the grid.
+        if (needInputTab) PrependRef(chain, head.pFunc16->FuncInputTab());
+        needInputTab = false;
+        auto t3 = std::make_unique<CFunc_16Tab3Mft>(grid3, chain->outputChan());
+        t3->DefineByFunc(*chain);
+        if (inFormat == LinkFmtRgb && toDevice && !absolute) {
+            const uint16_t white[3] = {65535, 65535, 65535};
+            ApplyWhiteFix(t3->Mft(), white, nOut, flags.OutIsXYZ);
+        }
+        pfnSamePixel8 = SamePixel3x8;
+        pfnSamePixel16 = SamePixel3x16;
+        table = std::move(t3);
+        break;
+    }
+    case 4: {
+        auto t4 = std::make_unique<CFunc_16Tab4Mft>(grid4, chain->outputChan());
+        t4->DefineByFunc(*chain);
+        if (inFormat == LinkFmtCmyk && toDevice && !absolute) {
+            uint16_t white[4] = {0, 0, 0, 0};
+            if (needInputTab) {
+                const uint16_t paper[4] = {0, 0, 0, 0};
+                head.pFunc16->FuncInputTab().Trn(paper, white);
+            }
+            ApplyWhiteFix(t4->Mft(), white, nOut, flags.OutIsXYZ);
+        }
+        pfnSamePixel8 = SamePixel4x8;
+        pfnSamePixel16 = SamePixel4x16;
+        table = std::move(t4);
+        break;
+    }
+    case 1: {
+        auto t1 = std::make_unique<CFunc_16Tab1Mft>(chain->outputChan());
+        t1->DefineByFunc(*chain);
+        pfnSamePixel8 = SamePixel4x8; // as for four inputs, although a pixel has one channel
+        pfnSamePixel16 = SamePixel4x16;
+        table = std::move(t1);
+        break;
+    }
+    default:
+        // Two inputs, or five and more: there is no table of that kind. Refused as a format
+        // the link cannot serve.
+        nLastError = LinkErrFormat;
+        TagList.RemoveAll();
+        return 0;
+    }
+    chain.reset();
+    if (!flags.OutIsXYZ) {
+        const CFunc_16Tab& out = tail.pFunc16->FuncOutputTab();
+        table->DefineOutputTab(out.pRawTab(), out.entries());
+    }
+    if (needInputTab) {
+        const CFunc_16Tab& in = head.pFunc16->FuncInputTab();
+        table->DefineInputTab(in.pRawTab(), in.entries());
+    }
+    TagList.RemoveAll(); // the curves have been copied by now
+    pFunc16 = std::move(table);
+    pFunc16->InitMftTrn();
+    nTabOutChannels = int(pFunc16->outputChan());
+    m_InFormat = inFormat;
+    m_OutFormat = outFormat;
+    return 1;
 }
 
 void CColorLink::SetTable16(std::unique_ptr<CFunc_16TabBaseMft> table) {

@@ -13,52 +13,12 @@
 
 #include "base/Object.h"
 #include "colorfunc/Func.h"
+#include "colorlink/ColorTag.h"
 #include "colorlink/MdlColorLink.h"
 #include "gridtable/Mft.h"
 #include "gridtable/TabMft.h"
-#include "icc/IccRecords.h"
 
-class CIccProfileUse;
 class CUserSettingsMgr;
-
-// One step of a chain: the table of one profile for one direction, with what the composition
-// needs to know about the profile (its white, its black, whether the step is absolute).
-class CColorTag : public CObject {
-public:
-    // Opens the profile at `path`; `nError` tells the outcome (0, 901 or 904). `intent` is
-    // already reduced (0 to 5).
-    CColorTag(const wchar_t* path, int kind, enmRenderingIntent intent, CUserSettingsMgr* settings);
-    // The same from a profile that is already open; the profile stays the caller's.
-    CColorTag(CIccProfileUse* profile, int kind, enmRenderingIntent intent);
-    ~CColorTag() override;
-    CColorTag(const CColorTag&) = delete;
-    CColorTag& operator=(const CColorTag&) = delete;
-
-    // Replaces an 8-bit table by its 16-bit widening (three- and four-input pipelines only)
-    // and sets bFrom8Bit. Runs the first time the build touches the tag; harmless afterwards.
-    void Widen();
-    // The grid nodes of the step's table, 8-bit if not widened yet; 0 without a table.
-    unsigned clutEntries() const;
-
-    std::unique_ptr<CFunc_16> pLabRelAbs; // absolute step with Lab input, else null
-    std::unique_ptr<CFunc_16> pXYZRelAbs; // absolute step with XYZ input, else null
-    std::unique_ptr<CFunc_16> pReserved1; // never set
-    std::unique_ptr<CFunc_16> pReserved2; // never set
-    icXYZNumber MediaWhite;               // of the profile; D50 in s15.16 until read
-    std::unique_ptr<CFunc_8TabBaseMft> pFunc8;
-    std::unique_ptr<CFunc_16TabBaseMft> pFunc16;
-    unsigned InSpace; // ICC signatures; all bits set until a table is found
-    unsigned OutSpace;
-    unsigned nError = 0;           // 0, 901 or 904
-    int bFrom8Bit = 0;             // set once an 8-bit table was widened
-    unsigned short BlackPoint = 0; // L of the profile's black in 16-bit Lab, 0 for none
-    bool bCompensateBlack = false; // the reduced intent is 5
-
-private:
-    void Reset(enmRenderingIntent intent);
-    void TakeStep(CIccProfileUse& profile, int kind, enmRenderingIntent intent);
-    void ComputeBlackPoint(CIccProfileUse& profile);
-};
 
 class CColorLink : public CMdlColorLink {
 public:
