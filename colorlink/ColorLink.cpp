@@ -14,6 +14,7 @@
 #include "colorfunc/DeviceModels.h"
 #include "colorfunc/InversFunc.h"
 #include "colorfunc/WidthAdapters.h"
+#include "colorlink/FastPixelPath.h"
 #include "colorlink/LinkSignatures.h"
 #include "gridtable/BuiltInMft.h"
 #include "gridtable/TabMftX.h"
@@ -489,6 +490,7 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
     pFunc16 = std::move(table);
     pFunc16->InitMftTrn();
     nTabOutChannels = int(pFunc16->outputChan());
+    pFast = CFastPixelPath::Make(*pFunc16, nIn, nOut);
     m_InFormat = inFormat;
     m_OutFormat = outFormat;
     return 1;
@@ -497,6 +499,7 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
 void CColorLink::SetTable16(std::unique_ptr<CFunc_16TabBaseMft> table) {
     nTabOutChannels = table ? int(table->outputChan()) : 0;
     pFunc16 = std::move(table);
+    pFast.reset();
 }
 
 void CColorLink::TrnPixels16(const unsigned short* src, unsigned short* dst, unsigned count) {
@@ -506,6 +509,7 @@ void CColorLink::TrnPixels16(const unsigned short* src, unsigned short* dst, uns
             std::memcpy(dst, src, size_t(count) * m_nInChannels * sizeof(unsigned short));
         return;
     }
+    if (pFast && pFast->Trn16(src, dst, count)) return;
     // The table reads and writes the caller's samples directly; its result is not used.
     const CFunc_16& f = *pFunc16;
     for (unsigned k = 0; k < count; ++k, src += m_nInChannels, dst += m_nOutChannels)
@@ -517,6 +521,7 @@ void CColorLink::TrnPixels8(const unsigned char* src, unsigned char* dst, unsign
         if (m_nInChannels == m_nOutChannels) std::memcpy(dst, src, size_t(count) * m_nInChannels);
         return;
     }
+    if (pFast && pFast->Trn8(src, dst, count)) return;
     if (int(m_nOutChannels) > nTabOutChannels) std::memset(dst, 0, size_t(count) * m_nOutChannels);
     // Channels the table does not write read as 0, which is what the fill above intends.
     unsigned short in[kMaxPixelChannels] = {};

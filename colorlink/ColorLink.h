@@ -19,6 +19,7 @@
 #include "gridtable/TabMft.h"
 
 class CUserSettingsMgr;
+class CFastPixelPath;
 
 class CColorLink : public CMdlColorLink {
 public:
@@ -116,6 +117,8 @@ private:
     CColorTagList TagList;
     std::unique_ptr<CFunc_8TabBaseMft> pFunc8;   // 8-bit result table; never made by CreateLink
     std::unique_ptr<CFunc_16TabBaseMft> pFunc16; // 16-bit result table of the built link
+    // A faster way through pFunc16 with identical results, made by CreateLink where one exists.
+    std::unique_ptr<CFastPixelPath> pFast;
     unsigned nLastError = 0;
     unsigned FirstSpace = kNoSpace; // input colour space of the first step
     unsigned LastSpace = kNoSpace;  // output colour space of the last step
