@@ -1,0 +1,250 @@
+#include "Chain.h"
+
+#include <filesystem>
+
+#include "CliError.h"
+#include "base/IniEntries.h"
+#include "base/Settings.h"
+#include "base/WideString.h"
+#include "colorlink/ColorLink.h"
+#include "icc/IccRecords.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string FileName(const std::string& path) {
+    return fs::path(path).filename().string();
+}
+
+// What the first step of a kind takes from the profile.
+PixelSpace StepInput(const ProfileFacts& p, int kind) {
+    if (kind == CMdlColorLink::ProfStepDevToPcs) {
+        if (auto s = SpaceOfSignature(p.colorSpace)) return *s;
+        throw CliError(kExitProfile,
+                       p.path + ": colour space " + SigText(p.colorSpace) + " is not supported");
+    }
+    if (p.pcs != icSigLabData && p.pcs != icSigXYZData)
+        throw CliError(kExitProfile,
+                       p.path + ": connection space " + SigText(p.pcs) + " is neither Lab nor XYZ");
+    return LabSpace();
+}
+
+// What the last step of a kind gives.
+PixelSpace StepOutput(const ProfileFacts& p, int kind) {
+    uint32_t sig = 0;
+    switch (kind) {
+    case CMdlColorLink::ProfStepGamut:
+        return GamutSpace();
+    case CMdlColorLink::ProfStepPreview:
+    case CMdlColorLink::ProfStepAbstract:
+        return LabSpace();
+    case CMdlColorLink::ProfStepDevToPcs:
+        sig = p.pcs; // a device link's second space, else Lab or XYZ
+        break;
+    default:
+        sig = p.colorSpace;
+        break;
+    }
+    if (sig == icSigGrayData)
+        throw CliError(kExitProfile,
+                       p.path + ": grey output is not supported by the native engine");
+    if (auto s = SpaceOfSignature(sig)) return *s;
+    throw CliError(kExitProfile, p.path + ": colour space " + SigText(sig) + " is not supported");
+}
+
+void CheckFirstStep(const ProfileFacts& p, int kind, const PixelSpace& input,
+                    const std::string& inputName) {
+    const PixelSpace takes = StepInput(p, kind);
+    if (takes == input) return;
+    throw CliError(kExitProfile, p.path + ": " + StepKindName(kind) + " takes " + SpaceName(takes) +
+                                     ", but " + inputName + " is " + SpaceName(input));
+}
+
+bool SameFile(const std::string& a, const std::string& b) {
+    std::error_code ec;
+    if (fs::equivalent(a, b, ec)) return true;
+    return ReadFileBytes(a, kExitProfile) == ReadFileBytes(b, kExitProfile);
+}
+
+// The default source profile of a colour space, or a clear failure.
+std::string DefaultSource(const PixelSpace& input, const std::string& inputName) {
+    const std::string base = ProfileBasePath();
+    const auto none = [&](const std::string& where) {
+        return CliError(kExitProfile, inputName + ": no " + SpaceName(input) +
+                                          " source profile (none embedded, none in " + base + "/" +
+                                          where + "); give --from");
+    };
+    switch (input.model) {
+    case ColourModel::Rgb: {
+        const std::string preferred = WideToUtf8(CRipsIniFile::Instance().GetString(IniCpInputRgb));
+        const std::string p = DefaultProfileIn("InputRgb", preferred);
+        if (p.empty()) throw none("InputRgb");
+        return p;
+    }
+    case ColourModel::Cmyk: {
+        // A configured CMYK source first; otherwise the printer's own device-to-PCS table,
+        // so that CMYK made for the default printer prints as it was meant.
+        const std::string preferred =
+            WideToUtf8(CRipsIniFile::Instance().GetString(IniCpInputCmyk));
+        if (!preferred.empty()) {
+            const std::string p = DefaultProfileIn("InputCmyk", preferred);
+            if (!p.empty()) return p;
+        }
+        const std::string p = DefaultProfileIn("Printer");
+        if (p.empty()) throw none("Printer");
+        if (ReadProfileFacts(p).colorSpace != icSigCmykData)
+            throw CliError(kExitProfile, inputName +
+                                             ": no CMYK source profile (the default "
+                                             "printer " +
+                                             p + " is not CMYK); give --from");
+        return p;
+    }
+    case ColourModel::Gray: {
+        const std::string p = DefaultProfileIn("InputGray");
+        if (p.empty()) throw none("InputGray");
+        return p;
+    }
+    default:
+        throw CliError(kExitProfile, inputName + ": no default source profile for " +
+                                         SpaceName(input) + " input; give --from");
+    }
+}
+
+std::string ErrorMeaning(unsigned error) {
+    switch (error) {
+    case CMdlColorLink::LinkErrOpenProfile:
+        return "the profile cannot be opened";
+    case CMdlColorLink::LinkErrNoTable:
+        return "the profile has no table for this step";
+    case CMdlColorLink::LinkErrFormat:
+        return "formats or steps do not fit together";
+    default:
+        return "no further detail";
+    }
+}
+} // namespace
+
+PixelSpace ImpliedInputSpace(const ChainOptions& options) {
+    if (!options.steps.empty()) {
+        const StepSpec first = ParseStep(options.steps.front(), IntentPerceptual);
+        return StepInput(ReadProfileFacts(first.path), first.kind);
+    }
+    if (!options.from.empty())
+        return StepInput(ReadProfileFacts(options.from), CMdlColorLink::ProfStepDevToPcs);
+    return RgbSpace();
+}
+
+ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
+                           const std::string& inputName, const std::vector<uint8_t>& embedded) {
+    const enmRenderingIntent intent =
+        options.intent.empty() ? kDefaultIntent : ParseIntent(options.intent);
+    ResolvedChain chain;
+    chain.in = input;
+
+    if (!options.steps.empty()) {
+        if (!options.from.empty() || !options.to.empty())
+            throw CliError(kExitUsage, "--step cannot be combined with --from or --to");
+        for (const auto& text : options.steps) chain.steps.push_back(ParseStep(text, intent));
+        std::vector<ProfileFacts> facts;
+        for (const auto& s : chain.steps) facts.push_back(ReadProfileFacts(s.path));
+        CheckFirstStep(facts.front(), chain.steps.front().kind, input, inputName);
+        const StepSpec& last = chain.steps.back();
+        chain.out = StepOutput(facts.back(), last.kind);
+        if (last.kind == CMdlColorLink::ProfStepPcsToDev) chain.outputProfile = last.path;
+        chain.sourceNote = "steps";
+        return chain;
+    }
+
+    // Source: --from, the embedded profile, or the default of the space. Lab pixels are in
+    // the connection space already and need none.
+    std::string source;
+    if (!options.from.empty()) {
+        source = options.from;
+        chain.sourceNote = "--from";
+    } else if (input.model != ColourModel::Lab && !embedded.empty()) {
+        chain.embedded = std::make_shared<TempProfileFile>(embedded);
+        source = chain.embedded->path();
+        chain.sourceNote = "embedded";
+        ProfileFacts facts;
+        try {
+            facts = ReadProfileFacts(source);
+        } catch (const CliError&) {
+            throw CliError(kExitProfile, inputName + ": the embedded profile is not a valid ICC "
+                                                     "profile; give --from");
+        }
+        const auto space = SpaceOfSignature(facts.colorSpace);
+        if (!space || !(*space == input))
+            throw CliError(kExitProfile, inputName + ": the embedded profile is " +
+                                             SigText(facts.colorSpace) + ", the pixels are " +
+                                             SpaceName(input) + "; give --from");
+    } else if (input.model != ColourModel::Lab) {
+        source = DefaultSource(input, inputName);
+        chain.sourceNote = "default";
+    }
+
+    std::string destination = options.to;
+    if (destination.empty()) {
+        destination = DefaultProfileIn("Printer");
+        if (destination.empty())
+            throw CliError(kExitProfile, "no destination profile (none in " + ProfileBasePath() +
+                                             "/Printer); give --to");
+    }
+    const ProfileFacts dst = ReadProfileFacts(destination);
+
+    if (!source.empty()) {
+        const ProfileFacts src = ReadProfileFacts(source);
+        // An embedded profile was checked against the pixels above, naming the image.
+        if (!chain.embedded) CheckFirstStep(src, CMdlColorLink::ProfStepDevToPcs, input, inputName);
+        // The native engine has no tables of more than four inputs. When an n-colour image
+        // already is in the destination's space, there is nothing to convert: the empty chain
+        // gives the library's copying link, and the inks pass unchanged.
+        if (input.model == ColourModel::NColor && input.channels > 4 &&
+            SpaceOfSignature(dst.colorSpace) == std::optional<PixelSpace>(input) &&
+            SameFile(source, destination)) {
+            chain.out = input;
+            chain.outputProfile = destination;
+            chain.sourceNote = "same profile";
+            return chain;
+        }
+        chain.steps.push_back({source, CMdlColorLink::ProfStepDevToPcs, intent});
+    } else {
+        CheckFirstStep(dst, CMdlColorLink::ProfStepPcsToDev, input, inputName);
+    }
+    chain.steps.push_back({destination, CMdlColorLink::ProfStepPcsToDev, intent});
+    chain.out = StepOutput(dst, CMdlColorLink::ProfStepPcsToDev);
+    chain.outputProfile = destination;
+    return chain;
+}
+
+std::unique_ptr<CColorLink> BuildLink(const ResolvedChain& chain) {
+    auto link = std::make_unique<CColorLink>(&Settings());
+    for (const auto& step : chain.steps) {
+        const std::string shown =
+            chain.embedded && step.path == chain.embedded->path() ? "embedded profile" : step.path;
+        if (!link->AddProfile(Utf8ToWide(step.path).c_str(), step.kind, step.intent)) {
+            const unsigned e = link->GetLinkError();
+            throw CliError(kExitLink, shown + ": link failed: error " + std::to_string(e) + " (" +
+                                          ErrorMeaning(e) + ", step " + StepKindName(step.kind) +
+                                          ", intent " + IntentName(step.intent) + ")");
+        }
+    }
+    if (!link->CreateLink(LinkFormat(chain.in), chain.in.channels, LinkFormat(chain.out),
+                          chain.out.channels)) {
+        const unsigned e = link->GetLinkError();
+        throw CliError(kExitLink, DescribeChain(chain) + ": link failed: error " +
+                                      std::to_string(e) + " (" + ErrorMeaning(e) + ", " +
+                                      SpaceName(chain.in) + " to " + SpaceName(chain.out) + ")");
+    }
+    return link;
+}
+
+std::string DescribeChain(const ResolvedChain& chain) {
+    if (chain.steps.empty()) return "empty chain";
+    std::string text;
+    for (const auto& s : chain.steps) {
+        if (!text.empty()) text += " -> ";
+        text += chain.embedded && s.path == chain.embedded->path() ? "embedded" : FileName(s.path);
+    }
+    return text;
+}

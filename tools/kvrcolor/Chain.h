@@ -1,0 +1,46 @@
+// From the user's options to a built native link: which profiles in which order, the pixel
+// formats of both ends, the checks that give a clear message before the library is asked, and
+// the link itself.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Options.h"
+#include "PixelSpace.h"
+#include "Profiles.h"
+
+class CColorLink;
+
+struct ResolvedChain {
+    std::vector<StepSpec> steps; // source first; empty for the copying link
+    PixelSpace in;               // pixels into the link
+    PixelSpace out;              // pixels out of the link
+    // The profile that describes the output pixels (the last step when it goes to a device),
+    // embedded in the output image; empty for connection-space or gamut output.
+    std::string outputProfile;
+    // A profile embedded in the input, written out for the link while it is built.
+    std::shared_ptr<TempProfileFile> embedded;
+    std::string sourceNote; // where the source profile came from, for messages
+};
+
+// The chain for pixels of `input`. `inputName` names the pixels' origin in messages (the image
+// file, or "the input" for lookups); `embedded` is the profile found in the image, if any.
+// Without --step: source (--from, else the embedded profile, else the default for the space;
+// none for Lab) to destination (--to, else the default printer), both with --intent. With
+// --step: exactly those steps. Throws CliError.
+ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
+                           const std::string& inputName, const std::vector<uint8_t>& embedded = {});
+
+// The input space of a chain when the user gave none: that of the first step (--step, else
+// --from), RGB if there is no profile to tell.
+PixelSpace ImpliedInputSpace(const ChainOptions& options);
+
+// Adds the steps and builds the link with the native engine. Throws CliError (kExitLink) with
+// the library's error number.
+std::unique_ptr<CColorLink> BuildLink(const ResolvedChain& chain);
+
+// A short text of the chain for messages: "a.icc -> b.icc".
+std::string DescribeChain(const ResolvedChain& chain);

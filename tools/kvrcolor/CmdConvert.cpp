@@ -1,0 +1,165 @@
+// kvrcolor convert IN OUT: an image through a chain of profiles with the native engine.
+//
+// The image streams through in bands of rows: read a band, convert it on all threads, write
+// it. A band holds about 4 MiB of samples, so that memory stays bounded whatever the size of
+// the image, and the output does not depend on the number of threads (each band is one run of
+// the library's parallel pixel loop, which gives the serial result).
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+
+#include "Chain.h"
+#include "CliError.h"
+#include "Commands.h"
+#include "ImageReader.h"
+#include "Progress.h"
+#include "SampleCodec.h"
+#include "TempOutput.h"
+#include "TiffWriter.h"
+#include "colorlink/ColorLink.h"
+#include "colorlink/ParallelTrn.h"
+
+namespace {
+
+constexpr size_t kBandBytes = 4u << 20;
+
+struct ConvertOptions {
+    std::string in;
+    std::string out;
+    ChainOptions chain;
+    unsigned threads = 0;
+    std::string compress = "none";
+    bool quiet = false;
+};
+
+void Transform(CColorLink& link, const uint8_t* src, uint8_t* dst, size_t n, unsigned threads) {
+    TrnPixels8Parallel(link, src, dst, n, threads);
+}
+void Transform(CColorLink& link, const uint16_t* src, uint16_t* dst, size_t n, unsigned threads) {
+    TrnPixels16Parallel(link, src, dst, n, threads);
+}
+
+// Work buffers of one band, in samples of the image's width.
+template <class T> struct Band {
+    std::vector<T> in, out;             // whole pixels as in the files
+    std::vector<T> colourIn, colourOut; // colour channels alone, when there are extra channels
+};
+
+// One band: split off the extra channels, bring the samples into the link's encoding, convert,
+// bring them into the file's encoding, and put the extra channels back unchanged.
+template <class T>
+void ConvertBand(CColorLink& link, const ImageInfo& info, const OutputSpec& spec, Band<T>& b,
+                 size_t pixels, unsigned threads) {
+    const size_t nIn = info.space.channels, nOut = spec.space.channels, ex = info.extras;
+    T* src = b.in.data();
+    T* dst = b.out.data();
+    if (ex) {
+        src = b.colourIn.data();
+        dst = b.colourOut.data();
+        for (size_t p = 0; p < pixels; ++p) std::copy_n(&b.in[p * (nIn + ex)], nIn, &src[p * nIn]);
+    }
+    DecodeToLink(info, src, pixels);
+    Transform(link, src, dst, pixels, threads);
+    EncodeFromLink(spec.lab, dst, pixels);
+    if (ex) {
+        for (size_t p = 0; p < pixels; ++p) {
+            std::copy_n(&dst[p * nOut], nOut, &b.out[p * (nOut + ex)]);
+            std::copy_n(&b.in[p * (nIn + ex) + nIn], ex, &b.out[p * (nOut + ex) + nOut]);
+        }
+    }
+}
+
+template <class T>
+void Stream(ImageReader& reader, TiffWriter& writer, CColorLink& link, const OutputSpec& spec,
+            unsigned threads, Progress& progress) {
+    const ImageInfo& info = reader.Info();
+    const size_t rowMax = std::max(info.rowBytes(), spec.rowBytes());
+    const uint32_t bandRows = uint32_t(std::clamp<size_t>(kBandBytes / rowMax, 1, info.height));
+    const size_t bandPixels = size_t(bandRows) * info.width;
+    Band<T> b;
+    b.in.resize(bandPixels * info.samplesPerPixel());
+    b.out.resize(bandPixels * (spec.space.channels + spec.extras));
+    if (info.extras) {
+        b.colourIn.resize(bandPixels * info.space.channels);
+        b.colourOut.resize(bandPixels * spec.space.channels);
+    }
+    for (uint32_t row = 0; row < info.height;) {
+        const uint32_t n = std::min(bandRows, info.height - row);
+        reader.ReadRows(n, b.in.data());
+        ConvertBand(link, info, spec, b, size_t(n) * info.width, threads);
+        writer.WriteRows(n, b.out.data());
+        row += n;
+        progress.Update(row);
+    }
+}
+
+Compression ParseCompression(const std::string& text) {
+    if (text == "lzw") return Compression::Lzw;
+    if (text == "deflate") return Compression::Deflate;
+    return Compression::None;
+}
+
+int RunConvert(const ConvertOptions& o) {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    auto reader = OpenImage(o.in);
+    const ImageInfo& info = reader->Info();
+
+    ResolvedChain chain = ResolveChain(o.chain, info.space, o.in, info.icc);
+    auto link = BuildLink(chain);
+    chain.embedded.reset(); // the link has read it
+    const double linkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+
+    OutputSpec spec;
+    spec.width = info.width;
+    spec.height = info.height;
+    spec.bits = info.bits;
+    spec.space = chain.out;
+    spec.extras = info.extras;
+    spec.extraKinds = info.extraKinds;
+    if (chain.out.model == ColourModel::Lab)
+        spec.lab = info.lab == LabEncoding::IccLab ? LabEncoding::IccLab : LabEncoding::CieLab;
+    if (!chain.outputProfile.empty()) spec.icc = ReadFileBytes(chain.outputProfile, kExitProfile);
+    spec.compression = ParseCompression(o.compress);
+
+    {
+        TempOutput output(o.out);
+        TiffWriter writer(output.tempPath(), spec, o.out);
+        Progress progress(info.height, !o.quiet);
+        if (info.bits == 8)
+            Stream<uint8_t>(*reader, writer, *link, spec, o.threads, progress);
+        else
+            Stream<uint16_t>(*reader, writer, *link, spec, o.threads, progress);
+        writer.Finish();
+        output.Commit();
+    }
+
+    if (!o.quiet) {
+        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+        const double mpixel = double(info.width) * info.height / 1e6;
+        std::printf("%s: %ux%u %s %u-bit -> %s, %.1f MPixel in %.2f s, %.1f MPixel/s "
+                    "(link %.2f s)\n",
+                    o.out.c_str(), info.width, info.height, SpaceName(info.space).c_str(),
+                    info.bits, SpaceName(chain.out).c_str(), mpixel, seconds,
+                    seconds > 0 ? mpixel / seconds : 0.0, linkSeconds);
+    }
+    return kExitOk;
+}
+} // namespace
+
+Command RegisterConvert(CLI::App& parent) {
+    auto o = std::make_shared<ConvertOptions>();
+    CLI::App* cmd = parent.add_subcommand(
+        "convert", "Convert a TIFF or PNG image through a profile chain into a TIFF");
+    cmd->add_option("IN", o->in, "Input image: TIFF or PNG")->required();
+    cmd->add_option("OUT", o->out, "Output TIFF (written whole or not at all)")->required();
+    AddChainOptions(*cmd, o->chain);
+    cmd->add_option("--threads", o->threads, "Threads for the pixels; 0 = all cores (default)");
+    cmd->add_option("--compress", o->compress, "Output compression (default none)")
+        ->check(CLI::IsMember({"none", "lzw", "deflate"}));
+    cmd->add_flag("--quiet,-q", o->quiet, "No summary line and no progress bar");
+    return {cmd, [o] { return RunConvert(*o); }};
+}

@@ -1,0 +1,96 @@
+// kvrcolor lookup: colour values through a chain, one colour per output line.
+//
+// Values come from the arguments, or from stdin when there are none. The arguments are joined
+// by blanks into one text in which ';' separates colours, and commas or blanks separate the
+// numbers of a colour: `lookup 255 0 0`, `lookup 255,0,0`, `lookup "255,0,0; 0,0,255"`. On
+// stdin each line is one colour; blank lines and lines starting with '#' are skipped.
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <iostream>
+
+#include "Chain.h"
+#include "CliError.h"
+#include "ColourValues.h"
+#include "Commands.h"
+#include "colorlink/ColorLink.h"
+
+namespace {
+
+struct LookupOptions {
+    ChainOptions chain;
+    std::string inFormat;
+    std::string units = "natural";
+    std::vector<std::string> values;
+};
+
+std::string Trim(const std::string& s) {
+    const size_t a = s.find_first_not_of(" \t\r\n");
+    if (a == std::string::npos) return {};
+    return s.substr(a, s.find_last_not_of(" \t\r\n") - a + 1);
+}
+
+int RunLookup(const LookupOptions& o) {
+    const PixelSpace in =
+        o.inFormat.empty() ? ImpliedInputSpace(o.chain) : ParseInFormat(o.inFormat);
+    const Units units = o.units == "16" ? Units::Codes16 : Units::Natural;
+    const ResolvedChain chain = ResolveChain(o.chain, in, "the input");
+
+    std::vector<uint16_t> codes;
+    size_t count = 0;
+    const auto add = [&](const std::string& text, const std::string& where) {
+        const auto c = ParseColour(text, in, units, where);
+        codes.insert(codes.end(), c.begin(), c.end());
+        ++count;
+    };
+    if (!o.values.empty()) {
+        std::string all;
+        for (const auto& v : o.values) all += (all.empty() ? "" : " ") + v;
+        size_t start = 0, index = 1;
+        while (start <= all.size()) {
+            size_t end = all.find(';', start);
+            if (end == std::string::npos) end = all.size();
+            const std::string piece = Trim(all.substr(start, end - start));
+            if (!piece.empty()) add(piece, "colour " + std::to_string(index++));
+            start = end + 1;
+        }
+    } else {
+        std::string line;
+        for (size_t number = 1; std::getline(std::cin, line); ++number) {
+            const std::string piece = Trim(line);
+            if (piece.empty() || piece[0] == '#') continue;
+            add(piece, "stdin line " + std::to_string(number));
+        }
+    }
+    if (count == 0) throw CliError(kExitUsage, "lookup: no colour values given");
+
+    auto link = BuildLink(chain);
+    std::vector<uint16_t> result(count * chain.out.channels);
+    for (size_t done = 0; done < count;) {
+        const unsigned n = unsigned(std::min<size_t>(count - done, 1u << 20));
+        link->TrnPixels16(&codes[done * in.channels], &result[done * chain.out.channels], n);
+        done += n;
+    }
+    std::string text;
+    for (size_t i = 0; i < count; ++i)
+        text += FormatColour(&result[i * chain.out.channels], chain.out, units) + "\n";
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout))
+        throw CliError(kExitOutput, "stdout: cannot be written");
+    return kExitOk;
+}
+} // namespace
+
+Command RegisterLookup(CLI::App& parent) {
+    auto o = std::make_shared<LookupOptions>();
+    CLI::App* cmd = parent.add_subcommand(
+        "lookup", "Convert colour values through a chain (arguments or stdin, one per line)");
+    AddChainOptions(*cmd, o->chain);
+    AddInFormatOption(*cmd, o->inFormat);
+    cmd->add_option("--units", o->units,
+                    "natural: RGB/grey 0-255, inks 0-100 %, Lab L 0-100 a/b -128..127; "
+                    "16: codes 0-65535 (default natural)")
+        ->check(CLI::IsMember({"natural", "16"}));
+    cmd->add_option("VALUES", o->values,
+                    "One colour as numbers separated by commas or blanks; ';' separates colours");
+    return {cmd, [o] { return RunLookup(*o); }};
+}

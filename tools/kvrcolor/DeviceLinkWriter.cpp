@@ -1,0 +1,125 @@
+#include "DeviceLinkWriter.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "CliError.h"
+#include "Profiles.h"
+#include "base/WideString.h"
+#include "gridtable/TabMft.h"
+#include "gridtable/TabMftX.h"
+#include "icc/IccProfileGen.h"
+
+namespace {
+
+// lut16 tables of a curve set, channel after channel: the curves as defined when they have at
+// most 4096 entries (the most a lut16 should hold), else the 4096-entry read-out that the
+// pipeline itself uses; the identity when the pipeline skips the set.
+std::vector<uint16_t> CurveEntries(const CFunc_16Tab& tab, unsigned channels, bool skipped,
+                                   uint16_t& entries) {
+    std::vector<uint16_t> values;
+    const uint16_t* raw = tab.pRawTab();
+    if (skipped || !raw || tab.entries() < 2) {
+        entries = 2;
+        for (unsigned c = 0; c < channels; ++c) values.insert(values.end(), {0, 65535});
+    } else if (tab.entries() <= 4096) {
+        entries = uint16_t(tab.entries());
+        values.assign(raw, raw + size_t(entries) * channels);
+    } else {
+        entries = CFunc_16Tab::kFastEntries;
+        for (unsigned c = 0; c < channels; ++c) {
+            const uint16_t* fast = tab.pFastTab(c);
+            if (!fast) throw CliError(kExitLink, "the link's curves cannot be read");
+            values.insert(values.end(), fast, fast + entries);
+        }
+    }
+    return values;
+}
+
+// The lut16 content of a link table, for the generator.
+class LinkTableSource : public CMTab {
+public:
+    explicit LinkTableSource(const CFunc_16TabBaseMft& t);
+
+    unsigned short InputValue(unsigned e, unsigned c) const override {
+        return m_in[size_t(c) * inputEnt + e];
+    }
+    unsigned short OutputValue(unsigned e, unsigned c) const override {
+        return m_out[size_t(c) * outputEnt + e];
+    }
+    int NodeValues16(unsigned node, unsigned short* v) const override {
+        const size_t at = size_t(node) * outputChan;
+        if (at + outputChan > m_grid.size()) return 0;
+        std::copy_n(&m_grid[at], outputChan, v);
+        return 1;
+    }
+    int NodeValues8(unsigned node, unsigned char* v) const override {
+        const size_t at = size_t(node) * outputChan;
+        if (at + outputChan > m_grid.size()) return 0;
+        for (unsigned o = 0; o < outputChan; ++o) v[o] = uint8_t(m_grid[at + o] >> 8);
+        return 1;
+    }
+
+private:
+    template <class Pipeline> void TakeGrid(const Pipeline& p);
+    void TakeOneInput(const CFunc_16Tab1Mft& p);
+
+    std::vector<uint16_t> m_in, m_grid, m_out;
+};
+
+template <class Pipeline> void LinkTableSource::TakeGrid(const Pipeline& p) {
+    clutPoints = uint8_t(p.Mft().clutPoints());
+    m_grid.assign(p.Mft().Table(), p.Mft().Table() + p.Mft().TabEntries());
+    m_in = CurveEntries(p.FuncInputTab(), inputChan, p.skipInputTab(), inputEnt);
+    m_out = CurveEntries(p.FuncOutputTab(), outputChan, p.skipOutputTab(), outputEnt);
+}
+
+// One input: the pipeline spreads its input curve's value to a middle curve per channel and the
+// output curves. lut16 has no middle curves, so the grid is two nodes that pass the value on
+// (0 and 65535 on every channel) and each output curve is the middle curve followed by the
+// output curve, sampled at the 4096 points that the middle curve holds.
+void LinkTableSource::TakeOneInput(const CFunc_16Tab1Mft& p) {
+    clutPoints = 2;
+    m_in = CurveEntries(p.FuncInputTab(), 1, p.skipInputTab(), inputEnt);
+    m_grid.assign(size_t(2) * outputChan, 0);
+    std::fill(m_grid.begin() + outputChan, m_grid.end(), uint16_t(65535));
+    outputEnt = CFunc_16Tab::kFastEntries;
+    m_out.assign(size_t(outputEnt) * outputChan, 0);
+    uint16_t v[16], middle[16], out[16];
+    for (unsigned i = 0; i < outputEnt; ++i) {
+        std::fill_n(v, outputChan, uint16_t(i * 16));
+        p.FuncMiddleTab().Trn(v, middle);
+        if (p.skipOutputTab())
+            std::copy_n(middle, outputChan, out);
+        else
+            p.FuncOutputTab().Trn(middle, out);
+        for (unsigned c = 0; c < outputChan; ++c) m_out[size_t(c) * outputEnt + i] = out[c];
+    }
+}
+
+LinkTableSource::LinkTableSource(const CFunc_16TabBaseMft& t) {
+    inputChan = uint8_t(t.inputChan());
+    outputChan = uint8_t(t.outputChan());
+    if (const auto* p3 = dynamic_cast<const CFunc_16Tab3Mft*>(&t))
+        TakeGrid(*p3);
+    else if (const auto* p4 = dynamic_cast<const CFunc_16Tab4Mft*>(&t))
+        TakeGrid(*p4);
+    else if (const auto* p1 = dynamic_cast<const CFunc_16Tab1Mft*>(&t))
+        TakeOneInput(*p1);
+    else
+        throw CliError(kExitLink, "the link's table is of a kind that lut16 cannot hold");
+}
+} // namespace
+
+void WriteDeviceLink(const std::string& path, const CFunc_16TabBaseMft& table, const PixelSpace& in,
+                     const PixelSpace& out, unsigned headerIntent, const std::string& description) {
+    const LinkTableSource source(table);
+    CIccProfileGen1 gen(&Settings());
+    gen.SetHeader(icSigLinkClass, SignatureOfSpace(in), SignatureOfSpace(out), headerIntent);
+    gen.AddProfileDescriptionTag(description.c_str());
+    gen.AddTextTag(icSigCopyrightTag, CIccProfileGen1::szCopyRight);
+    gen.AddLut16Tag(icSigAToB0Tag, source);
+    // The generator saves through a temporary of its own and renames it at the end.
+    if (!gen.OnSaveDocument(Utf8ToWide(path).c_str()))
+        throw CliError(kExitOutput, path + ": cannot be written");
+}

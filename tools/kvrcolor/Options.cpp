@@ -1,0 +1,154 @@
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+
+#include "CliError.h"
+
+namespace {
+struct IntentEntry {
+    const char* name;
+    enmRenderingIntent value;
+    const char* meaning;
+};
+
+// Numbers as in the library's enmRenderingIntent. The native engine reduces 6 to 13 to
+// 1, 2, 3, 5; the names are accepted so that scripts written for other engines keep working.
+constexpr IntentEntry kIntents[] = {
+    {"default", IntentDefault, "whatever the profile takes first"},
+    {"perceptual", IntentPerceptual, "perceptual"},
+    {"relative", IntentRelative, "relative colorimetric"},
+    {"saturation", IntentSaturation, "saturation"},
+    {"absolute", IntentAbsolute, "absolute colorimetric"},
+    {"relative-bpc", IntentRelativeBpc, "relative colorimetric with black point compensation"},
+    {"perceptual-keep-k", IntentPerceptualKeepK, "perceptual, black kept as K only"},
+    {"relative-keep-k", IntentRelativeKeepK, "relative, black kept as K only"},
+    {"saturation-keep-k", IntentSaturationKeepK, "saturation, black kept as K only"},
+    {"relative-bpc-keep-k", IntentRelativeBpcKeepK, "relative with BPC, black kept as K only"},
+    {"perceptual-keep-plane", IntentPerceptualKeepPlane, "perceptual, K plane kept"},
+    {"relative-keep-plane", IntentRelativeKeepPlane, "relative, K plane kept"},
+    {"saturation-keep-plane", IntentSaturationKeepPlane, "saturation, K plane kept"},
+    {"relative-bpc-keep-plane", IntentRelativeBpcKeepPlane, "relative with BPC, K plane kept"},
+};
+
+struct StepEntry {
+    const char* name;
+    int kind;
+};
+constexpr StepEntry kSteps[] = {
+    {"dev2pcs", CMdlColorLink::ProfStepDevToPcs}, {"pcs2dev", CMdlColorLink::ProfStepPcsToDev},
+    {"preview", CMdlColorLink::ProfStepPreview},  {"abstract", CMdlColorLink::ProfStepAbstract},
+    {"gamut", CMdlColorLink::ProfStepGamut},
+};
+
+bool IsIntentText(const std::string& text) {
+    try {
+        ParseIntent(text);
+        return true;
+    } catch (const CliError&) {
+        return false;
+    }
+}
+} // namespace
+
+void AddChainOptions(CLI::App& cmd, ChainOptions& options) {
+    cmd.add_option("--from", options.from, "Source profile (device to connection space)");
+    cmd.add_option("--to", options.to, "Destination profile (connection space to device)");
+    cmd.add_option("--intent", options.intent,
+                   "Rendering intent, name or number 0-13 (default perceptual)");
+    cmd.add_option("--step", options.steps,
+                   "PROFILE:STEP[:INTENT], repeatable, source first; STEP is dev2pcs, pcs2dev, "
+                   "preview, abstract or gamut. Replaces --from/--to")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+enmRenderingIntent ParseIntent(const std::string& text) {
+    for (const auto& e : kIntents)
+        if (text == e.name) return e.value;
+    if (!text.empty() && text.size() <= 2 &&
+        text.find_first_not_of("0123456789") == std::string::npos) {
+        const int n = std::stoi(text);
+        if (n >= 0 && n <= 13) return static_cast<enmRenderingIntent>(n);
+    }
+    throw CliError(kExitUsage, "unknown rendering intent '" + text +
+                                   "' (a name as listed by --help, or 0 to 13)");
+}
+
+const char* IntentName(enmRenderingIntent intent) {
+    for (const auto& e : kIntents)
+        if (e.value == intent) return e.name;
+    return "?";
+}
+
+std::string IntentTable() {
+    std::string text;
+    for (const auto& e : kIntents) {
+        char line[128];
+        std::snprintf(line, sizeof line, "  %2d  %-25s %s\n", int(e.value), e.name, e.meaning);
+        text += line;
+    }
+    return text;
+}
+
+int ParseStepKind(const std::string& text) {
+    for (const auto& e : kSteps)
+        if (text == e.name) return e.kind;
+    return 0;
+}
+
+const char* StepKindName(int kind) {
+    for (const auto& e : kSteps)
+        if (e.kind == kind) return e.name;
+    return "?";
+}
+
+StepSpec ParseStep(const std::string& text, enmRenderingIntent fallback) {
+    const auto bad = [&](const std::string& why) {
+        return CliError(kExitUsage, "--step '" + text + "': " + why);
+    };
+    const size_t last = text.rfind(':');
+    if (last == std::string::npos || last == 0)
+        throw bad("expected PROFILE:STEP or PROFILE:STEP:INTENT");
+    StepSpec step;
+    const std::string tail = text.substr(last + 1);
+    if (const int tailKind = ParseStepKind(tail)) {
+        step.path = text.substr(0, last);
+        step.kind = tailKind;
+        step.intent = fallback;
+    } else {
+        const size_t mid = text.rfind(':', last - 1);
+        if (mid == std::string::npos || mid == 0) throw bad("unknown step '" + tail + "'");
+        const int kind = ParseStepKind(text.substr(mid + 1, last - mid - 1));
+        if (!kind)
+            throw bad("unknown step '" + text.substr(mid + 1, last - mid - 1) +
+                      "' (dev2pcs, pcs2dev, preview, abstract, gamut)");
+        if (!IsIntentText(tail)) throw bad("unknown intent '" + tail + "'");
+        step.path = text.substr(0, mid);
+        step.kind = kind;
+        step.intent = ParseIntent(tail);
+    }
+    if (step.path.empty()) throw bad("no profile");
+    return step;
+}
+
+void AddInFormatOption(CLI::App& cmd, std::string& format) {
+    cmd.add_option("--in-format", format,
+                   "Input pixels: rgb, cmyk, lab, gray or nN (N inks); default: the space of the "
+                   "first profile, else rgb");
+}
+
+PixelSpace ParseInFormat(const std::string& text) {
+    if (text == "rgb") return RgbSpace();
+    if (text == "cmyk") return CmykSpace();
+    if (text == "lab") return LabSpace();
+    if (text == "gray" || text == "grey") return GraySpace();
+    if (text.size() >= 2 && text.size() <= 3 && text[0] == 'n' &&
+        text.find_first_not_of("0123456789", 1) == std::string::npos) {
+        const int n = std::stoi(text.substr(1));
+        if (n >= 2 && n <= 15) return NColorSpace(unsigned(n));
+    }
+    throw CliError(kExitUsage,
+                   "unknown --in-format '" + text + "' (rgb, cmyk, lab, gray, n2 to n15)");
+}

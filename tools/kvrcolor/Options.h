@@ -1,0 +1,57 @@
+// What the subcommands that build a chain share on the command line: the profiles, the intent,
+// explicit steps, and the parsing of intent and step texts.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "PixelSpace.h"
+#include "colorlink/MdlColorLink.h"
+
+namespace CLI {
+class App;
+}
+
+// The chain as typed by the user, not yet checked.
+struct ChainOptions {
+    std::string from;               // --from: source profile
+    std::string to;                 // --to: destination profile
+    std::string intent;             // --intent: name or number; empty for the default
+    std::vector<std::string> steps; // --step PROFILE:STEP[:INTENT], source first
+};
+
+// One step of a chain: a profile, the way through it (ProfStep*) and its intent.
+struct StepSpec {
+    std::string path;
+    int kind = CMdlColorLink::ProfStepDevToPcs;
+    enmRenderingIntent intent = IntentPerceptual;
+};
+
+// Adds --from, --to, --intent and --step to a subcommand.
+void AddChainOptions(CLI::App& cmd, ChainOptions& options);
+
+// The default intent when --intent is not given. Perceptual: every ICC output profile carries
+// tables for it (A2B0/B2A0 are the ones a profile must have), so a chain of any two profiles
+// can be built, and it is the intent the RIP uses for its printer profiles out of the box
+// (OutputRi=1 in the settings).
+inline constexpr enmRenderingIntent kDefaultIntent = IntentPerceptual;
+
+// "perceptual", "relative", ... or a number 0 to 13. Throws CliError (usage) for anything else.
+enmRenderingIntent ParseIntent(const std::string& text);
+// The name of an intent as --help lists it.
+const char* IntentName(enmRenderingIntent intent);
+// Names and numbers of all intents, one per line, for --help.
+std::string IntentTable();
+
+// "dev2pcs", "pcs2dev", "preview", "abstract", "gamut" to ProfStep*; 0 for an unknown name.
+int ParseStepKind(const std::string& text);
+const char* StepKindName(int kind);
+
+// "PROFILE:STEP:INTENT" or "PROFILE:STEP" (the intent then is `fallback`). The profile path may
+// itself contain ':'; the step and intent are taken from the end. Throws CliError (usage).
+StepSpec ParseStep(const std::string& text, enmRenderingIntent fallback);
+
+// --in-format: the pixels going into a chain that has no image to tell them.
+void AddInFormatOption(CLI::App& cmd, std::string& format);
+// "rgb", "cmyk", "lab", "gray" (or "grey"), "nN" for N inks (2 to 15). Throws CliError (usage).
+PixelSpace ParseInFormat(const std::string& text);

@@ -1,0 +1,12 @@
+// Text views of a profile file for `dump` and `info`.
+#pragma once
+
+#include <string>
+
+// The library's dump text of a profile file: header, tag table, then every table entry with
+// its description and contents, exactly as the library's dump functions make it (wide text,
+// lines ending in CR LF). Throws CliError (profile) naming the file.
+std::wstring ProfileDumpText(const std::string& path);
+
+// A short summary: class, spaces, version, description, MD5, media white, intent, tags.
+std::string ProfileInfoText(const std::string& path);

@@ -1,0 +1,96 @@
+#include "Profiles.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "CliError.h"
+#include "base/IniEntries.h"
+#include "base/Settings.h"
+#include "base/WideString.h"
+#include "icc/IccProfile.h"
+#include "icc/IccRecords.h"
+
+namespace fs = std::filesystem;
+
+CUserSettingsMgr& Settings() {
+    static CUserSettingsMgr settings;
+    return settings;
+}
+
+ProfileFacts ReadProfileFacts(const std::string& path) {
+    std::error_code ec;
+    if (!fs::exists(path, ec)) throw CliError(kExitProfile, path + ": no such profile file");
+    if (fs::is_directory(path, ec)) throw CliError(kExitProfile, path + ": is a folder");
+    CIccProfileRead profile(&Settings());
+    if (!profile.Open(Utf8ToWide(path).c_str())) {
+        if (profile.m_nError == kIccErrorAccessDenied)
+            throw CliError(kExitProfile, path + ": access denied");
+        throw CliError(kExitProfile, path + ": not an ICC profile (or a damaged one)");
+    }
+    const icHeader& h = profile.Header();
+    return {path, h.deviceClass, h.colorSpace, h.pcs, h.version};
+}
+
+std::string ProfileBasePath() {
+    return WideToUtf8(CRipsIniFile::Instance().GetString(IniCpBasePath));
+}
+
+std::string DefaultProfileIn(const std::string& sub, const std::string& preferred) {
+    const fs::path folder = fs::path(ProfileBasePath()) / sub;
+    std::error_code ec;
+    if (!preferred.empty() && fs::is_regular_file(folder / preferred, ec))
+        return (folder / preferred).string();
+    std::vector<std::string> names;
+    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+        if (!it->is_regular_file(ec)) continue;
+        std::string ext = it->path().extension().string();
+        std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
+        if (ext == ".icc" || ext == ".icm") names.push_back(it->path().filename().string());
+    }
+    if (names.empty()) return {};
+    std::sort(names.begin(), names.end());
+    return (folder / names.front()).string();
+}
+
+std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw CliError(code, path + ": cannot be read");
+    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
+                               std::istreambuf_iterator<char>());
+    if (in.bad()) throw CliError(code, path + ": read error");
+    return bytes;
+}
+
+TempProfileFile::TempProfileFile(const std::vector<uint8_t>& bytes) {
+    const char* dir = std::getenv("TMPDIR");
+    std::string pattern = std::string(dir && *dir ? dir : "/tmp") + "/kvrcolor-embedded-XXXXXX";
+    const int fd = ::mkstemp(pattern.data());
+    if (fd < 0)
+        throw CliError(kExitOutput, pattern +
+                                        ": cannot make a temporary file for the embedded "
+                                        "profile: " +
+                                        std::strerror(errno));
+    m_path = pattern;
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+        if (n <= 0) {
+            ::close(fd);
+            ::unlink(m_path.c_str());
+            throw CliError(kExitOutput, m_path + ": cannot write the embedded profile");
+        }
+        done += size_t(n);
+    }
+    ::close(fd);
+}
+
+TempProfileFile::~TempProfileFile() {
+    if (!m_path.empty()) ::unlink(m_path.c_str());
+}

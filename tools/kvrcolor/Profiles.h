@@ -1,0 +1,50 @@
+// Profile files as the tool needs them before a link is built: the header facts that decide
+// formats and checks, the default profiles below the configured profile folder, and the bytes
+// of a file for embedding.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+class CUserSettingsMgr;
+
+// The settings of the RIP, from the default settings file ($KVR_INI and so on). One object for
+// the whole run; the library reads it afresh at each use.
+CUserSettingsMgr& Settings();
+
+struct ProfileFacts {
+    std::string path;
+    uint32_t deviceClass = 0;
+    uint32_t colorSpace = 0;
+    uint32_t pcs = 0;
+    uint32_t version = 0;
+};
+
+// Opens `path` with the library's reader and answers its header. Throws CliError (profile
+// class) naming the file: no such file, not readable, not an ICC profile.
+ProfileFacts ReadProfileFacts(const std::string& path);
+
+// Root of the profile folders, IniCpBasePath of the RIP settings.
+std::string ProfileBasePath();
+// The profile to use from folder `sub` below the root: the file `preferred` if it is there,
+// else the first *.icc / *.icm file by name. Empty if the folder has none.
+std::string DefaultProfileIn(const std::string& sub, const std::string& preferred = {});
+
+// The whole file. Throws CliError(code) naming the file.
+std::vector<uint8_t> ReadFileBytes(const std::string& path, int code);
+
+// A profile held in memory (an embedded one) written to a private temporary file, because the
+// link opens its profiles by path. The file is removed with the object.
+class TempProfileFile {
+public:
+    explicit TempProfileFile(const std::vector<uint8_t>& bytes);
+    ~TempProfileFile();
+    TempProfileFile(const TempProfileFile&) = delete;
+    TempProfileFile& operator=(const TempProfileFile&) = delete;
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};

@@ -1,0 +1,127 @@
+#include "TiffWriter.h"
+
+#include <tiffio.h>
+
+#include <algorithm>
+
+#include "CliError.h"
+#include "TiffErrors.h"
+
+struct TiffWriter::Impl {
+    TIFF* tif = nullptr;
+    OutputSpec spec;
+    std::string shown;
+    uint32_t row = 0;
+    std::vector<uint8_t> scratch; // a row for libtiff to change (the predictor works in place)
+
+    CliError Failed(const std::string& what) const {
+        const std::string why = LastTiffError();
+        return CliError(kExitOutput,
+                        shown + ": cannot be written: " + what + (why.empty() ? "" : ": " + why));
+    }
+};
+
+namespace {
+uint16_t PhotometricOf(const OutputSpec& s) {
+    switch (s.space.model) {
+    case ColourModel::Rgb:
+        return PHOTOMETRIC_RGB;
+    case ColourModel::Cmyk:
+    case ColourModel::NColor:
+        return PHOTOMETRIC_SEPARATED;
+    case ColourModel::Lab:
+        return s.lab == LabEncoding::IccLab ? PHOTOMETRIC_ICCLAB : PHOTOMETRIC_CIELAB;
+    case ColourModel::Gray:
+    case ColourModel::Gamut:
+        return PHOTOMETRIC_MINISBLACK;
+    }
+    return PHOTOMETRIC_MINISBLACK;
+}
+} // namespace
+
+TiffWriter::TiffWriter(const std::string& path, const OutputSpec& spec,
+                       const std::string& shownName)
+    : m(std::make_unique<Impl>()) {
+    InstallTiffHandlers();
+    ClearTiffError();
+    m->spec = spec;
+    m->shown = shownName;
+    // Big TIFF ("w8") only where the classic format's 4 GiB would not hold the pixels.
+    const double bytes = double(spec.rowBytes()) * spec.height;
+    m->tif = TIFFOpen(path.c_str(), bytes > 3.9e9 ? "w8" : "w");
+    if (!m->tif) throw m->Failed("cannot create the file");
+    TIFF* tif = m->tif;
+    const uint16_t spp = uint16_t(spec.space.channels + spec.extras);
+    bool ok = TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, spec.width) &&
+              TIFFSetField(tif, TIFFTAG_IMAGELENGTH, spec.height) &&
+              TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, uint16_t(spec.bits)) &&
+              TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, spp) &&
+              TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
+              TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PhotometricOf(spec)) &&
+              TIFFSetField(tif, TIFFTAG_SOFTWARE, "kvrcolor");
+    if (spec.space.model == ColourModel::Cmyk)
+        ok = ok && TIFFSetField(tif, TIFFTAG_INKSET, INKSET_CMYK) &&
+             TIFFSetField(tif, TIFFTAG_NUMBEROFINKS, uint16_t(4));
+    if (spec.space.model == ColourModel::NColor)
+        ok = ok && TIFFSetField(tif, TIFFTAG_INKSET, INKSET_MULTIINK) &&
+             TIFFSetField(tif, TIFFTAG_NUMBEROFINKS, uint16_t(spec.space.channels));
+    if (spec.extras > 0)
+        ok = ok &&
+             TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, uint16_t(spec.extras), spec.extraKinds.data());
+    if (!spec.icc.empty())
+        ok =
+            ok && TIFFSetField(tif, TIFFTAG_ICCPROFILE, uint32_t(spec.icc.size()), spec.icc.data());
+    switch (spec.compression) {
+    case Compression::None:
+        ok = ok && TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+        break;
+    case Compression::Lzw:
+    case Compression::Deflate:
+        // Differences of neighbouring samples compress far better than the samples.
+        ok = ok &&
+             TIFFSetField(tif, TIFFTAG_COMPRESSION,
+                          spec.compression == Compression::Lzw ? COMPRESSION_LZW
+                                                               : COMPRESSION_ADOBE_DEFLATE) &&
+             TIFFSetField(tif, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+        break;
+    }
+    // Strips of about 256 KiB: small enough to stream, large enough to compress well.
+    const uint32_t wanted =
+        uint32_t(std::max<size_t>(1, (256u << 10) / std::max<size_t>(1, spec.rowBytes())));
+    ok = ok && TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tif, wanted));
+    if (!ok) {
+        TIFFClose(tif);
+        m->tif = nullptr;
+        throw m->Failed("cannot set up the TIFF");
+    }
+}
+
+TiffWriter::~TiffWriter() {
+    if (m->tif) TIFFClose(m->tif);
+}
+
+void TiffWriter::WriteRows(uint32_t rows, const void* buffer) {
+    const auto* in = static_cast<const uint8_t*>(buffer);
+    const size_t bytes = m->spec.rowBytes();
+    for (uint32_t i = 0; i < rows; ++i, ++m->row) {
+        // libtiff leaves the row alone without a predictor; with one it works in place, so it
+        // gets a copy then.
+        ClearTiffError();
+        int result;
+        if (m->spec.compression == Compression::None) {
+            result = TIFFWriteScanline(m->tif, const_cast<uint8_t*>(in + i * bytes), m->row, 0);
+        } else {
+            m->scratch.assign(in + i * bytes, in + (i + 1) * bytes);
+            result = TIFFWriteScanline(m->tif, m->scratch.data(), m->row, 0);
+        }
+        if (result < 0) throw m->Failed("row " + std::to_string(m->row));
+    }
+}
+
+void TiffWriter::Finish() {
+    ClearTiffError();
+    const bool ok = TIFFFlush(m->tif) == 1;
+    TIFFClose(m->tif);
+    m->tif = nullptr;
+    if (!ok) throw m->Failed("cannot finish the file");
+}

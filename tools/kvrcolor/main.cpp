@@ -1,0 +1,92 @@
+// kvrcolor: the colour library's main job for a person at a shell. Converts images through
+// chains of ICC profiles with the native engine, and looks at, looks up and links profiles.
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <exception>
+
+#include "CliError.h"
+#include "Commands.h"
+#include "Options.h"
+
+namespace {
+
+std::string Footer() {
+    return R"(
+Examples:
+  kvrcolor convert photo.tif print.tif
+      RGB photo to the default printer (first profile in <BasePath>/Printer), source
+      profile: the embedded one, else the default RGB profile.
+  kvrcolor convert scan.png out.tif --from AdobeRGB1998.icc --to press.icc --intent relative-bpc
+  kvrcolor convert in.tif out.tif --step sRGB.icc:dev2pcs:perceptual --step proof.icc:preview \
+      --step press.icc:pcs2dev:relative --threads 4 --compress lzw
+  kvrcolor lookup --from sRGB.icc --to press.icc "255,0,0; 0,0,255"
+  printf '50 0 0\n75 -20 30\n' | kvrcolor lookup --in-format lab --to press.icc --units 16
+  kvrcolor link rgb2press.icc --from sRGB.icc --to press.icc --intent perceptual
+  kvrcolor info press.icc
+  kvrcolor dump press.icc > press.txt
+
+Chains: without --step, the source profile (device to PCS) then the destination profile (PCS
+to device), both with --intent. The source is --from, else the profile embedded in the image,
+else the default of its colour space: RGB <BasePath>/InputRgb (the configured InputRgb file,
+else the first *.icc/*.icm), CMYK the configured InputCmyk file, else the default printer,
+grey the first profile in <BasePath>/InputGray. Lab input needs no source profile. The
+destination is --to, else the first profile in <BasePath>/Printer. BasePath is the BasePath key
+of [ColorProfiles] in the settings file ($KVR_INI, else ~/.config/kvrcolor/kvrcolor.ini).
+With --step, the chain is exactly the steps given, source first.
+
+Images: input TIFF (strips, chunky, 8 or 16 bits: RGB, CMYK, 2-15 inks, CIELAB, ICCLAB,
+grey; MINISWHITE grey is inverted on reading; extra samples such as alpha are copied
+unchanged) or PNG (8 or 16 bits, grey or RGB, with or without alpha, not interlaced).
+Output is always TIFF, with the input's bit depth, the output space's photometric, the
+destination profile embedded. Grey output is not supported by the native engine.
+
+Rendering intents (name or number):
+)" + IntentTable() +
+           R"(
+Lookup units: natural = RGB and grey 0-255, CMYK and inks in percent 0-100, Lab L 0-100 and
+a/b -128..127; --units 16 = codes 0-65535. Colours: commas or blanks between numbers, ';'
+between colours; without values, one colour per line from stdin.
+
+Exit codes: 0 done, 1 internal error, 2 usage, 3 input file missing or unreadable or
+truncated, 4 profile problem (missing, not a profile, wrong colour space for its step),
+5 the library refused the chain (its error number is in the message: 901 profile cannot be
+opened, 904 no table for the step, 905 formats or steps do not fit), 6 unsupported image
+layout, 7 output cannot be written.
+)";
+}
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"kvrcolor: colour conversion through ICC profile chains with the native "
+                 "KVRCOLOR engine"};
+    app.name("kvrcolor");
+    app.require_subcommand(1);
+    app.footer(Footer());
+    app.set_version_flag("--version", "kvrcolor 0.1");
+    const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
+                                RegisterInfo(app), RegisterDump(app)};
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
+        return app.exit(e);
+    } catch (const CLI::ParseError& e) {
+        std::fprintf(stderr, "kvrcolor: %s (see kvrcolor --help)\n", e.what());
+        return kExitUsage;
+    }
+    try {
+        for (const auto& c : commands)
+            if (c.app->parsed()) return c.run();
+        return kExitUsage;
+    } catch (const CliError& e) {
+        std::fprintf(stderr, "kvrcolor: %s\n", e.what());
+        return e.code();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "kvrcolor: internal error: %s\n", e.what());
+        return kExitInternal;
+    }
+}
