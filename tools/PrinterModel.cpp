@@ -58,7 +58,8 @@ SRgb::SRgb() {
     const CMatrix3 d65(prim[0][0] * s[0], prim[0][1] * s[1], prim[0][2] * s[2], prim[1][0] * s[0],
                        prim[1][1] * s[1], prim[1][2] * s[2], prim[2][0] * s[0], prim[2][1] * s[1],
                        prim[2][2] * s[2]);
-    toXyz = Bradford(white, CVect3(kD50X, kD50Y, kD50Z)) * d65;
+    adaptation = Bradford(white, CVect3(kD50X, kD50Y, kD50Z));
+    toXyz = adaptation * d65;
     toXyz.Invers(fromXyz);
 }
 
@@ -236,4 +237,267 @@ double CPressModel::Search(const Vec3& target, double k, double* x) const {
         if (!improved) break;
     }
     return cost;
+}
+
+namespace {
+
+// Solves the n x n system a x = b (n at most 4) by Gaussian elimination with partial pivoting;
+// false if the matrix is singular.
+bool SolveLinear(int n, double a[4][4], double b[4], double x[4]) {
+    for (int col = 0; col < n; ++col) {
+        int pivot = col;
+        for (int row = col + 1; row < n; ++row)
+            if (std::fabs(a[row][col]) > std::fabs(a[pivot][col])) pivot = row;
+        if (std::fabs(a[pivot][col]) < 1e-300) return false;
+        if (pivot != col) {
+            for (int j = 0; j < n; ++j) std::swap(a[pivot][j], a[col][j]);
+            std::swap(b[pivot], b[col]);
+        }
+        for (int row = col + 1; row < n; ++row) {
+            const double f = a[row][col] / a[col][col];
+            for (int j = col; j < n; ++j) a[row][j] -= f * a[col][j];
+            b[row] -= f * b[col];
+        }
+    }
+    for (int row = n - 1; row >= 0; --row) {
+        double s = b[row];
+        for (int j = row + 1; j < n; ++j) s -= a[row][j] * x[j];
+        x[row] = s / a[row][row];
+    }
+    return true;
+}
+
+} // namespace
+
+double CPressModel::Fit(const Vec3& target, double* x, bool freeBlack, double goal,
+                        double minGain) const {
+    const int n = freeBlack ? 4 : 3;
+    const auto residual = [&](const double* ink, double* r) {
+        const Vec3 lab = Lab(ink);
+        for (int c = 0; c < 3; ++c) r[c] = lab[c] - target[c];
+        r[3] = 200.0 * std::max(0.0, ink[0] + ink[1] + ink[2] + ink[3] - kTotalInkLimit);
+    };
+    double r[4];
+    residual(x, r);
+    double cost = Cost(r);
+    double lambda = 1e-3;
+    for (int iter = 0; iter < 100 && cost > goal; ++iter) {
+        // Jacobian by one-sided differences that stay inside 0..1.
+        double J[4][4];
+        for (int j = 0; j < n; ++j) {
+            const double h = x[j] + 1e-6 <= 1.0 ? 1e-6 : -1e-6;
+            double xs[4] = {x[0], x[1], x[2], x[3]};
+            xs[j] += h;
+            double rs[4];
+            residual(xs, rs);
+            for (int i = 0; i < 4; ++i) J[i][j] = (rs[i] - r[i]) / h;
+        }
+        double A[4][4], g[4];
+        for (int a = 0; a < n; ++a) {
+            g[a] = 0.0;
+            for (int i = 0; i < 4; ++i) g[a] += J[i][a] * r[i];
+            for (int b = 0; b < n; ++b) {
+                A[a][b] = 0.0;
+                for (int i = 0; i < 4; ++i) A[a][b] += J[i][a] * J[i][b];
+            }
+        }
+        // An ink at its bound that the descent would push further out stays there: the step
+        // is solved for the other inks only, so that the search runs along the bound instead
+        // of being clipped at every step.
+        int freeIdx[4], m = 0;
+        for (int d = 0; d < n; ++d) {
+            const bool stuck = (x[d] <= 0.0 && g[d] > 0.0) || (x[d] >= 1.0 && g[d] < 0.0);
+            if (!stuck) freeIdx[m++] = d;
+        }
+        if (m == 0) break;
+        bool improved = false;
+        for (int tries = 0; tries < 20 && !improved; ++tries) {
+            double M[4][4], rhs[4], step[4];
+            for (int a = 0; a < m; ++a) {
+                for (int b = 0; b < m; ++b) M[a][b] = A[freeIdx[a]][freeIdx[b]];
+                M[a][a] += lambda * (A[freeIdx[a]][freeIdx[a]] + 1.0);
+                rhs[a] = -g[freeIdx[a]];
+            }
+            if (!SolveLinear(m, M, rhs, step)) {
+                lambda *= 10.0;
+                continue;
+            }
+            double xn[4] = {x[0], x[1], x[2], x[3]};
+            for (int a = 0; a < m; ++a)
+                xn[freeIdx[a]] = std::clamp(x[freeIdx[a]] + step[a], 0.0, 1.0);
+            double rn[4];
+            residual(xn, rn);
+            const double cn = Cost(rn);
+            if (cn < cost) {
+                const bool slow = cost - cn < minGain * cost;
+                std::copy(xn, xn + 4, x);
+                std::copy(rn, rn + 4, r);
+                cost = cn;
+                lambda = std::max(lambda / 3.0, 1e-9);
+                improved = true;
+                if (slow) return cost;
+            } else {
+                lambda *= 4.0;
+            }
+        }
+        if (!improved) break;
+    }
+    return cost;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The separation of the default printer profile
+
+namespace {
+
+constexpr double kPrintableCost = 1e-4; // squared residual of a printed colour: 0.01 units
+constexpr double kReachableCost = 4e-4; // the same for the search of black: 0.02 units
+constexpr double kExactCost = 1e-10;    // squared residual of a final separation
+constexpr double kQuickGain = 1e-3;     // searches that only decide whether a colour prints
+constexpr double kFineGain = 1e-7;      // searches whose result is used
+constexpr int kChromaSteps = 14;        // bisection toward grey: 1/16384 of the way
+constexpr int kBlackSteps = 14;         // bisection of black
+constexpr double kShadowRamp = 8.0;     // units of CIE76 difference to full grey component
+
+// Light, middle and dark greys, and the dark tones of each ink.
+constexpr double kFixedStarts[6][4] = {{0.2, 0.2, 0.2, 0.0}, {0.5, 0.5, 0.5, 0.3},
+                                       {0.6, 0.6, 0.6, 0.9}, {0.9, 0.3, 0.3, 0.8},
+                                       {0.3, 0.9, 0.3, 0.8}, {0.3, 0.3, 0.9, 0.8}};
+
+} // namespace
+
+CPressSeparation::CPressSeparation(const CPressModel& model, double darkestGreyL, EMapping mapping)
+    : m_model(model), m_darkestGreyL(darkestGreyL), m_mapping(mapping), m_last4{0.2, 0.2, 0.2, 0.0},
+      m_lastCmy0{0.2, 0.2, 0.2}, m_lastCmyk{0.2, 0.2, 0.2, 0.0} {}
+
+double CPressSeparation::DarkestGreyL(const CPressModel& model) {
+    const CPressSeparation sep(model, 0.0, EMapping::Nearest);
+    // Full black with a third of the remaining ink each is about the darkest the press goes.
+    double ink[4] = {2.0 / 3.0, 2.0 / 3.0, 2.0 / 3.0, 1.0};
+    double lo = 0.0, hi = 50.0;
+    for (int step = 0; step < 30; ++step) {
+        const double mid = 0.5 * (lo + hi);
+        double trial[4] = {ink[0], ink[1], ink[2], ink[3]};
+        if (sep.Printable({mid, 0.0, 0.0}, trial, true)) {
+            hi = mid;
+            std::copy(trial, trial + 4, ink);
+        } else {
+            lo = mid;
+        }
+    }
+    return hi;
+}
+
+bool CPressSeparation::Printable(const Vec3& lab, double* cmyk, bool tryFixedStarts) const {
+    if (m_model.Fit(lab, cmyk, true, kPrintableCost, kQuickGain) <= kPrintableCost) return true;
+    if (!tryFixedStarts) return false;
+    for (const auto& s : kFixedStarts) {
+        double x[4] = {s[0], s[1], s[2], s[3]};
+        if (m_model.Fit(lab, x, true, kPrintableCost, kQuickGain) <= kPrintableCost) {
+            std::copy(x, x + 4, cmyk);
+            return true;
+        }
+    }
+    return false;
+}
+
+Vec3 CPressSeparation::MapTowardGrey(const Vec3& target, double* ink4) const {
+    std::copy(m_last4, m_last4 + 4, ink4);
+    if (Printable(target, ink4, true)) return target;
+    const Vec3 grey{std::clamp(target[0], m_darkestGreyL, 100.0), 0.0, 0.0};
+    std::copy(m_last4, m_last4 + 4, ink4);
+    Printable(grey, ink4, true); // printable within the range of the greys
+    double lo = 0.0, hi = 1.0;
+    for (int step = 0; step < kChromaSteps; ++step) {
+        const double mid = 0.5 * (lo + hi);
+        double trial[4] = {ink4[0], ink4[1], ink4[2], ink4[3]};
+        const Vec3 p{grey[0] + mid * (target[0] - grey[0]), mid * target[1], mid * target[2]};
+        if (Printable(p, trial, false)) {
+            lo = mid;
+            std::copy(trial, trial + 4, ink4);
+        } else {
+            hi = mid;
+        }
+    }
+    return {grey[0] + lo * (target[0] - grey[0]), lo * target[1], lo * target[2]};
+}
+
+Vec3 CPressSeparation::MapNearest(const Vec3& target, double* ink4) const {
+    std::copy(m_last4, m_last4 + 4, ink4);
+    double cost = m_model.Fit(target, ink4, true, kExactCost, kFineGain);
+    if (cost <= kPrintableCost) return target;
+    for (const auto& s : kFixedStarts) {
+        double x[4] = {s[0], s[1], s[2], s[3]};
+        const double c = m_model.Fit(target, x, true, kExactCost, kFineGain);
+        if (c < cost) {
+            cost = c;
+            std::copy(x, x + 4, ink4);
+        }
+    }
+    return cost <= kPrintableCost ? target : m_model.Lab(ink4);
+}
+
+void CPressSeparation::Separate(const Vec3& target, double* cmyk, Vec3& mapped) {
+    // 1. Gamut mapping.
+    double ink4[4];
+    const Vec3 t =
+        m_mapping == EMapping::Nearest ? MapNearest(target, ink4) : MapTowardGrey(target, ink4);
+    mapped = t;
+    std::copy(ink4, ink4 + 4, m_last4);
+
+    // 2. The grey-component rule: the smallest of C, M, Y without black sets black. They are
+    // searched from the last colour's and from fixed starts, as SolveCmy does.
+    double cmy0[4] = {m_lastCmy0[0], m_lastCmy0[1], m_lastCmy0[2], 0.0};
+    double cost0 = m_model.Fit(t, cmy0, false, kExactCost, kFineGain);
+    if (cost0 > kExactCost) {
+        static constexpr double starts[4][3] = {
+            {0.1, 0.1, 0.1}, {0.5, 0.5, 0.5}, {0.9, 0.9, 0.9}, {0.3, 0.6, 0.9}};
+        for (const auto& s : starts) {
+            double x[4] = {s[0], s[1], s[2], 0.0};
+            const double cost = m_model.Fit(t, x, false, kExactCost, kFineGain);
+            if (cost < cost0) {
+                cost0 = cost;
+                std::copy(x, x + 3, cmy0);
+            }
+        }
+    }
+    std::copy(cmy0, cmy0 + 3, m_lastCmy0);
+    // A colour beyond the reach of C, M and Y alone has no grey component of its own: the one
+    // of the nearest colour they reach grows toward 1 with the distance to it, so that black
+    // rises steadily into the shadows instead of following the corners of that nearest colour.
+    const double beyond = std::min(1.0, std::sqrt(cost0) / kShadowRamp);
+    const double nearestGrey = std::min({cmy0[0], cmy0[1], cmy0[2]});
+    const double grey = nearestGrey + (1.0 - nearestGrey) * beyond;
+    const double kRule = std::clamp((grey - kGreyStart) / (1.0 - kGreyStart), 0.0, 1.0);
+    double ink[4] = {cmy0[0], cmy0[1], cmy0[2], 0.0};
+    double cost = cost0;
+    if (kRule > 0.0) {
+        ink[0] = m_lastCmyk[0];
+        ink[1] = m_lastCmyk[1];
+        ink[2] = m_lastCmyk[2];
+        ink[3] = kRule;
+        cost = m_model.Fit(t, ink, false, kExactCost, kFineGain);
+    }
+    // Where the rule's black misses the colour, the black-free search's black reaches it: the
+    // reachable black nearest to the rule's lies between the two.
+    if (cost > kReachableCost) {
+        double good[4] = {ink4[0], ink4[1], ink4[2], ink4[3]};
+        double bad = kRule;
+        for (int step = 0; step < kBlackSteps; ++step) {
+            double trial[4] = {good[0], good[1], good[2], 0.5 * (good[3] + bad)};
+            if (m_model.Fit(t, trial, false, kPrintableCost, kQuickGain) <= kReachableCost)
+                std::copy(trial, trial + 4, good);
+            else
+                bad = trial[3];
+        }
+        std::copy(good, good + 4, ink);
+        m_model.Fit(t, ink, false, kExactCost, kFineGain);
+    }
+    const double sum = ink[0] + ink[1] + ink[2];
+    if (sum + ink[3] > kTotalInkLimit && sum > 0.0) {
+        const double f = (kTotalInkLimit - ink[3]) / sum;
+        for (int c = 0; c < 3; ++c) ink[c] *= f;
+    }
+    std::copy(ink, ink + 4, cmyk);
+    std::copy(ink, ink + 4, m_lastCmyk);
 }

@@ -42,8 +42,9 @@ CMatrix3 Bradford(const CVect3& from, const CVect3& to);
 
 // sRGB: linear RGB to XYZ relative to D50, and back.
 struct SRgb {
-    CMatrix3 toXyz;   // columns: the D50-adapted XYZ of the red, green and blue primaries
-    CMatrix3 fromXyz; // its inverse
+    CMatrix3 toXyz;      // columns: the D50-adapted XYZ of the red, green and blue primaries
+    CMatrix3 fromXyz;    // its inverse
+    CMatrix3 adaptation; // the Bradford transform from the sRGB white D65 to D50
 
     SRgb();
 
@@ -80,6 +81,15 @@ public:
     // this file).
     void Separate(const Vec3& target, double* cmyk) const;
 
+    // Inks for the target Lab by a bounded Levenberg-Marquardt search from `ink` (c, m, y, k),
+    // which it replaces: all four inks with `freeBlack`, else C, M and Y with black fixed. The
+    // residuals are those of SolveCmy. The search ends when the squared residual reaches
+    // `goal`, when a step gains less than the fraction `minGain` of it, or after 100 steps:
+    // with a large `minGain` a colour that cannot be reached costs a few steps only. Inks at
+    // their bounds are held there while the descent pushes outward. Answers the squared
+    // residual.
+    double Fit(const Vec3& target, double* ink, bool freeBlack, double goal, double minGain) const;
+
 private:
     // Residuals: the Lab difference and the ink excess over the limit, weighted so that 1% of
     // excess ink weighs like two units of colour difference.
@@ -88,4 +98,54 @@ private:
     double Search(const Vec3& target, double k, double* x) const;
 
     double m_root[16][3]; // primaries' XYZ to the power 1/n
+};
+
+// The separation of the default printer profile, defined for every Lab:
+//
+// 1. Gamut mapping of a colour that the press cannot print, in one of two ways:
+//    - Nearest: to the printable colour of least CIE76 difference (among the results of
+//      searches from the last colour's inks and from a few fixed inks). It moves colours just
+//      outside the gamut the least, which keeps a table's cells at the gamut boundary
+//      accurate for the printable colours inside them.
+//    - TowardGrey: on the line toward a grey, to the last colour on that line that the press
+//      prints (found by bisection). The grey is that of the colour's own L, so that L and hue
+//      stay and chroma is clipped; beyond the lightness range of the press's greys (darker
+//      than its darkest grey, lighter than the paper) it is the nearer end of that range.
+// 2. The grey-component rule of CPressModel::Separate on the mapped colour. Where the rule's
+//    black cannot reach it, the black nearest to the rule's that can is taken (by bisection
+//    toward a black that reaches it), so that every printable colour is printed exactly.
+//
+// Searches start from the inks of the previous colour, which makes them fast when colours come
+// in small steps, like the nodes of one grid line. The result therefore depends on the
+// sequence of colours given to one object: use a new object for each independent sequence.
+class CPressSeparation {
+public:
+    enum class EMapping { Nearest, TowardGrey };
+
+    // `darkestGreyL` from DarkestGreyL of the same model.
+    CPressSeparation(const CPressModel& model, double darkestGreyL, EMapping mapping);
+
+    // The L of the darkest neutral grey (a = b = 0) that the press prints.
+    static double DarkestGreyL(const CPressModel& model);
+
+    // Separates `target` into cmyk (0..1, total at most the ink limit). `mapped` receives the
+    // gamut-mapped colour, which the inks print: the target itself where it is printable.
+    void Separate(const Vec3& target, double* cmyk, Vec3& mapped);
+
+private:
+    // Whether the press prints `lab` (within a residual of 0.01 units of CIE76 difference),
+    // searching from `cmyk`, which receives the inks found. `tryFixedStarts` adds searches
+    // from fixed starting points where the first one fails.
+    bool Printable(const Vec3& lab, double* cmyk, bool tryFixedStarts) const;
+    // Mapping toward grey; `ink4` receives inks without a black rule that print the result.
+    Vec3 MapTowardGrey(const Vec3& target, double* ink4) const;
+    // Mapping to the nearest printable colour, likewise.
+    Vec3 MapNearest(const Vec3& target, double* ink4) const;
+
+    const CPressModel& m_model;
+    double m_darkestGreyL;
+    EMapping m_mapping;
+    double m_last4[4];    // inks of the last mapped colour, black free
+    double m_lastCmy0[3]; // C, M, Y without black of the last colour
+    double m_lastCmyk[4]; // the last separation
 };
