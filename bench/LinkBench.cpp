@@ -1,0 +1,439 @@
+// Speed of whole native colour links beside lcms2 transforms of the same profiles and intent.
+//
+// Chains (perceptual intent, installed profiles):
+//   RGB_CMYK   sRGB to a CMYK printer (device to PCS, PCS to device)
+//   Lab_CMYK   Lab to the same printer (one PCS-to-device step); the native link takes ICC v2
+//              16-bit Lab (L 100 at 0xFF00), so lcms2 gets a v2 Lab profile and TYPE_LabV2_16
+//   CMYK_CMYK  a CMYK press profile to the printer (device to PCS, PCS to device)
+//
+// Measured:
+//   Build/...    native AddProfile + CreateLink (and deletion) against lcms2 opening the same
+//                profiles and cmsCreateTransform with default flags (and deletion).
+//   Pixels/...   one call per iteration over a 16-megapixel image, allocated once, of random
+//                pixels or of smooth gradients:
+//                  Native        the link's TrnPixels8 / TrnPixels16
+//                  NativeLoop    the link's straightforward loop restated here (widen by 257,
+//                                the table's virtual Trn per pixel, high byte): what TrnPixels
+//                                does without its specialised path
+//                  Lcms2         cmsDoTransform, one thread
+//                  NativeThreads TrnPixels8Parallel / TrnPixels16Parallel on every core
+//                  Lcms2Threads  cmsDoTransform on the same split of the image by hand
+// Items are pixels, so the items_per_second column is pixels per second. Single-threaded runs
+// are timed by CPU time, threaded runs by wall clock. At the end a table gives the median
+// MPixel/s of each case over the repetitions and the ratio native / lcms2: above 1 the native
+// link is faster.
+//
+//   bench_LinkBench --benchmark_repetitions=3
+#include <benchmark/benchmark.h>
+#include <lcms2.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "colorlink/ColorLink.h"
+#include "colorlink/ParallelTrn.h"
+
+namespace {
+
+constexpr unsigned kSide = 4096;
+constexpr size_t kPixels = size_t(kSide) * kSide; // 16 megapixels
+
+const char* const kSrgb = "/usr/share/color/icc/sRGB.icc";
+const char* const kPrinter = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+const char* const kPress = "/usr/share/color/icc/ghostscript/ps_cmyk.icc";
+
+std::wstring Wide(const char* s) {
+    return std::wstring(s, s + std::char_traits<char>::length(s));
+}
+
+// ---- the chains ----
+
+struct Chain {
+    const char* name;
+    const char* source; // null: Lab input
+    const char* dest;
+    unsigned inFormat, nIn, outFormat, nOut;
+    cmsUInt32Number lcmsIn8, lcmsOut8, lcmsIn16, lcmsOut16; // 0: width not used
+};
+
+const Chain kChains[] = {
+    {"RGB_CMYK", kSrgb, kPrinter, CMdlColorLink::LinkFmtRgb, 3, CMdlColorLink::LinkFmtCmyk, 4,
+     TYPE_RGB_8, TYPE_CMYK_8, TYPE_RGB_16, TYPE_CMYK_16},
+    {"Lab_CMYK", nullptr, kPrinter, CMdlColorLink::LinkFmtLab, 3, CMdlColorLink::LinkFmtCmyk, 4, 0,
+     0, TYPE_LabV2_16, TYPE_CMYK_16},
+    {"CMYK_CMYK", kPress, kPrinter, CMdlColorLink::LinkFmtCmyk, 4, CMdlColorLink::LinkFmtCmyk, 4,
+     TYPE_CMYK_8, TYPE_CMYK_8, 0, 0},
+};
+
+std::unique_ptr<CColorLink> BuildNative(const Chain& c) {
+    auto link = std::make_unique<CColorLink>(nullptr);
+    if (c.source && !link->AddProfile(Wide(c.source).c_str(), CMdlColorLink::ProfStepDevToPcs,
+                                      IntentPerceptual))
+        return nullptr;
+    if (!link->AddProfile(Wide(c.dest).c_str(), CMdlColorLink::ProfStepPcsToDev, IntentPerceptual))
+        return nullptr;
+    if (!link->CreateLink(c.inFormat, c.nIn, c.outFormat, c.nOut)) return nullptr;
+    return link;
+}
+
+cmsHTRANSFORM BuildLcms(const Chain& c, bool wide) {
+    cmsHPROFILE in =
+        c.source ? cmsOpenProfileFromFile(c.source, "r") : cmsCreateLab2Profile(nullptr);
+    cmsHPROFILE out = cmsOpenProfileFromFile(c.dest, "r");
+    cmsHTRANSFORM t = nullptr;
+    if (in && out)
+        t = cmsCreateTransform(in, wide ? c.lcmsIn16 : c.lcmsIn8, out,
+                               wide ? c.lcmsOut16 : c.lcmsOut8, INTENT_PERCEPTUAL, 0);
+    if (in) cmsCloseProfile(in);
+    if (out) cmsCloseProfile(out);
+    return t;
+}
+
+// Built once per chain and width, outside every timed loop.
+struct Built {
+    std::unique_ptr<CColorLink> native;
+    cmsHTRANSFORM lcms8 = nullptr, lcms16 = nullptr;
+};
+
+Built& GetBuilt(const Chain& c) {
+    static std::map<std::string, Built> all;
+    Built& b = all[c.name];
+    if (!b.native) {
+        b.native = BuildNative(c);
+        if (c.lcmsIn8) b.lcms8 = BuildLcms(c, false);
+        if (c.lcmsIn16) b.lcms16 = BuildLcms(c, true);
+    }
+    return b;
+}
+
+// ---- the images ----
+
+// A small fast generator (splitmix64): 16 megapixels of noise in a fraction of a second.
+struct SplitMix {
+    uint64_t s;
+    uint64_t Next() {
+        uint64_t z = (s += 0x9E3779B97F4A7C15ull);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+        return z ^ (z >> 31);
+    }
+};
+
+template <class T> std::vector<T> RandomImage(unsigned chans, uint64_t seed) {
+    std::vector<T> v(kPixels * chans);
+    SplitMix rng{seed};
+    size_t i = 0;
+    while (i < v.size()) {
+        uint64_t r = rng.Next();
+        for (unsigned k = 0; k < 8 / sizeof(T) && i < v.size(); ++k, r >>= 8 * sizeof(T))
+            v[i++] = T(r);
+    }
+    return v;
+}
+
+// Gradients: the first channel along x, the second along y, the third along the diagonal, the
+// fourth against x; neighbouring pixels fall into the same or the next grid cell.
+template <class T> std::vector<T> SmoothImage(unsigned chans) {
+    constexpr uint32_t full = sizeof(T) == 1 ? 255 : 65535;
+    std::vector<T> v(kPixels * chans);
+    for (uint32_t y = 0; y < kSide; ++y)
+        for (uint32_t x = 0; x < kSide; ++x) {
+            T* p = &v[(size_t(y) * kSide + x) * chans];
+            p[0] = T(uint64_t(x) * full / (kSide - 1));
+            p[1] = T(uint64_t(y) * full / (kSide - 1));
+            p[2] = T(uint64_t(x + y) * full / (2 * kSide - 2));
+            if (chans == 4) p[3] = T(uint64_t(kSide - 1 - x) * full / (kSide - 1) / 2);
+        }
+    return v;
+}
+
+// Inputs by width, channel count and kind; made on first use and kept for the whole run.
+template <class T> const std::vector<T>& Image(unsigned chans, bool random) {
+    static std::map<unsigned, std::vector<T>> images;
+    const unsigned key = chans * 2 + (random ? 1 : 0);
+    auto it = images.find(key);
+    if (it == images.end())
+        it = images.emplace(key, random ? RandomImage<T>(chans, 77 + chans) : SmoothImage<T>(chans))
+                 .first;
+    return it->second;
+}
+
+template <class T> std::vector<T>& Output(unsigned chans) {
+    static std::vector<T> out[17];
+    if (out[chans].empty()) out[chans].resize(kPixels * chans);
+    return out[chans];
+}
+
+// ---- the timed bodies ----
+
+enum class Engine { Native, NativeLoop, Lcms2, NativeThreads, Lcms2Threads };
+const char* const kEngineNames[] = {"Native", "NativeLoop", "Lcms2", "NativeThreads",
+                                    "Lcms2Threads"};
+
+// cmsDoTransform on `threads` contiguous pieces of the run, the last one on this thread.
+void LcmsParallel(cmsHTRANSFORM t, const uint8_t* src, size_t inBytes, uint8_t* dst,
+                  size_t outBytes, size_t count, unsigned threads) {
+    std::vector<std::thread> workers;
+    const size_t step = count / threads;
+    for (unsigned p = 0; p < threads; ++p) {
+        const size_t first = p * step, n = p + 1 == threads ? count - first : step;
+        auto run = [=] {
+            cmsDoTransform(t, src + first * inBytes, dst + first * outBytes, cmsUInt32Number(n));
+        };
+        if (p + 1 == threads)
+            run();
+        else
+            workers.emplace_back(run);
+    }
+    for (auto& w : workers) w.join();
+}
+
+// The straightforward 8-bit loop of the link: widen by 257, the table's Trn, high byte.
+void Loop8(const CFunc_16& f, const uint8_t* src, uint8_t* dst, size_t count, unsigned nIn,
+           unsigned nOut) {
+    uint16_t in[16], out[16];
+    for (size_t k = 0; k < count; ++k, src += nIn, dst += nOut) {
+        for (unsigned c = 0; c < nIn; ++c) in[c] = uint16_t(src[c] * 257u);
+        f.Trn(in, out);
+        for (unsigned c = 0; c < nOut; ++c) dst[c] = uint8_t(out[c] >> 8);
+    }
+}
+
+void Loop16(const CFunc_16& f, const uint16_t* src, uint16_t* dst, size_t count, unsigned nIn,
+            unsigned nOut) {
+    for (size_t k = 0; k < count; ++k, src += nIn, dst += nOut) f.Trn(src, dst);
+}
+
+template <class T>
+void RunPixels(benchmark::State& state, const Chain& c, Engine engine, bool random) {
+    constexpr bool wide = sizeof(T) == 2;
+    Built& b = GetBuilt(c);
+    cmsHTRANSFORM lcms = wide ? b.lcms16 : b.lcms8;
+    if (!b.native || !lcms) {
+        state.SkipWithError("link or transform could not be built");
+        return;
+    }
+    const std::vector<T>& src = Image<T>(c.nIn, random);
+    std::vector<T>& dst = Output<T>(c.nOut);
+    CColorLink& link = *b.native;
+    const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
+    for (auto _ : state) {
+        switch (engine) {
+        case Engine::Native:
+            if constexpr (wide)
+                link.TrnPixels16(src.data(), dst.data(), unsigned(kPixels));
+            else
+                link.TrnPixels8(src.data(), dst.data(), unsigned(kPixels));
+            break;
+        case Engine::NativeLoop:
+            if constexpr (wide)
+                Loop16(*link.Table16(), src.data(), dst.data(), kPixels, c.nIn, c.nOut);
+            else
+                Loop8(*link.Table16(), src.data(), dst.data(), kPixels, c.nIn, c.nOut);
+            break;
+        case Engine::Lcms2:
+            cmsDoTransform(lcms, src.data(), dst.data(), cmsUInt32Number(kPixels));
+            break;
+        case Engine::NativeThreads:
+            if constexpr (wide)
+                TrnPixels16Parallel(link, src.data(), dst.data(), kPixels, 0);
+            else
+                TrnPixels8Parallel(link, src.data(), dst.data(), kPixels, 0);
+            break;
+        case Engine::Lcms2Threads:
+            LcmsParallel(lcms, reinterpret_cast<const uint8_t*>(src.data()), c.nIn * sizeof(T),
+                         reinterpret_cast<uint8_t*>(dst.data()), c.nOut * sizeof(T), kPixels,
+                         threads);
+            break;
+        }
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(kPixels));
+}
+
+void RunBuildNative(benchmark::State& state, const Chain& c) {
+    for (auto _ : state) {
+        auto link = BuildNative(c);
+        if (!link) {
+            state.SkipWithError("native link could not be built");
+            return;
+        }
+        benchmark::DoNotOptimize(link.get());
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()));
+}
+
+void RunBuildLcms(benchmark::State& state, const Chain& c) {
+    const bool wide = c.lcmsIn8 == 0;
+    for (auto _ : state) {
+        cmsHTRANSFORM t = BuildLcms(c, wide);
+        if (!t) {
+            state.SkipWithError("lcms2 transform could not be built");
+            return;
+        }
+        cmsDeleteTransform(t);
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()));
+}
+
+// ---- registration and the closing table ----
+
+std::string PixelName(Engine e, const Chain& c, unsigned bits, bool random) {
+    return std::string("Pixels/") + kEngineNames[int(e)] + "/" + c.name + "_" +
+           std::to_string(bits) + "/" + (random ? "random" : "smooth");
+}
+
+void Register() {
+    for (const Chain& c : kChains) {
+        benchmark::RegisterBenchmark((std::string("Build/Native/") + c.name).c_str(),
+                                     [&c](benchmark::State& s) { RunBuildNative(s, c); })
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark((std::string("Build/Lcms2/") + c.name).c_str(),
+                                     [&c](benchmark::State& s) { RunBuildLcms(s, c); })
+            ->Unit(benchmark::kMillisecond);
+    }
+    for (const Chain& c : kChains)
+        for (unsigned bits : {8u, 16u}) {
+            if ((bits == 8 ? c.lcmsIn8 : c.lcmsIn16) == 0) continue;
+            for (bool random : {true, false})
+                for (Engine e : {Engine::Native, Engine::NativeLoop, Engine::Lcms2,
+                                 Engine::NativeThreads, Engine::Lcms2Threads}) {
+                    auto fn = [&c, e, random, bits](benchmark::State& s) {
+                        if (bits == 8)
+                            RunPixels<uint8_t>(s, c, e, random);
+                        else
+                            RunPixels<uint16_t>(s, c, e, random);
+                    };
+                    auto* b =
+                        benchmark::RegisterBenchmark(PixelName(e, c, bits, random).c_str(), fn);
+                    b->Unit(benchmark::kMillisecond);
+                    if (e == Engine::NativeThreads || e == Engine::Lcms2Threads) b->UseRealTime();
+                }
+        }
+}
+
+// Keeps the items per second of every run (CPU or real time, as the benchmark asks) for the
+// closing table.
+class SummaryReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& r : runs)
+            if (!r.error_occurred && r.run_type == Run::RT_Iteration) {
+                auto it = r.counters.find("items_per_second");
+                if (it != r.counters.end())
+                    rates[r.run_name.function_name].push_back(it->second.value);
+            }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    // Median over the repetitions, 0 for a case not run.
+    double Median(const std::string& name) const {
+        auto it = rates.find(name);
+        if (it == rates.end() || it->second.empty()) return 0;
+        std::vector<double> v = it->second;
+        std::sort(v.begin(), v.end());
+        const size_t n = v.size();
+        return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+    }
+    std::map<std::string, std::vector<double>> rates;
+};
+
+void PrintSummary(const SummaryReporter& rep) {
+    auto ratio = [](double a, double b) { return a > 0 && b > 0 ? a / b : 0.0; };
+    std::printf("\nMedian over the repetitions. Ratios: native / lcms2 speed, above 1 the native "
+                "link is faster.\n");
+    std::printf("%-27s %10s %10s %7s\n", "link built (ms per link)", "native", "lcms2", "ratio");
+    for (const Chain& c : kChains) {
+        const double n = rep.Median(std::string("Build/Native/") + c.name);
+        const double l = rep.Median(std::string("Build/Lcms2/") + c.name);
+        if (n <= 0 && l <= 0) continue;
+        std::printf("%-27s %10.1f %10.1f %7.2f\n", c.name, n > 0 ? 1e3 / n : 0.0,
+                    l > 0 ? 1e3 / l : 0.0, ratio(n, l));
+    }
+    std::printf("\nMPixel/s   %-21s %8s %8s %8s %7s %7s | %8s %8s %7s\n", "case", "native", "loop",
+                "lcms2", "ratio", "path", "nat-thr", "lcms-thr", "ratio");
+    for (const Chain& c : kChains)
+        for (unsigned bits : {8u, 16u})
+            for (bool random : {true, false}) {
+                double v[5];
+                for (int e = 0; e < 5; ++e)
+                    v[e] = rep.Median(PixelName(Engine(e), c, bits, random)) / 1e6;
+                if (v[0] <= 0 && v[2] <= 0) continue;
+                const std::string name = std::string(c.name) + "_" + std::to_string(bits) + " " +
+                                         (random ? "random" : "smooth");
+                std::printf("           %-21s %8.1f %8.1f %8.1f %7.2f %7.2f | %8.1f %8.1f %7.2f\n",
+                            name.c_str(), v[0], v[1], v[2], ratio(v[0], v[2]), ratio(v[0], v[1]),
+                            v[3], v[4], ratio(v[3], v[4]));
+            }
+    std::printf("ratio = native / lcms2 (one thread); path = native / native loop (the gain of "
+                "the specialised pixel path); the last three columns use every core (%u).\n",
+                std::max(1u, std::thread::hardware_concurrency()));
+}
+
+// How far the two engines' results lie apart on the random image: they are different
+// engines (own grids, own interpolation), so this only shows that both do the same conversion.
+void PrintAgreement() {
+    std::printf(
+        "\nlargest / mean difference native - lcms2 on the first 1M random pixels, in output "
+        "units:\n");
+    constexpr size_t n = 1 << 20;
+    for (const Chain& c : kChains)
+        for (unsigned bits : {8u, 16u}) {
+            if ((bits == 8 ? c.lcmsIn8 : c.lcmsIn16) == 0) continue;
+            Built& b = GetBuilt(c);
+            if (!b.native) continue;
+            unsigned maxd = 0;
+            double sum = 0;
+            auto compare = [&](const auto& a, const auto& l) {
+                for (size_t i = 0; i < n * c.nOut; ++i) {
+                    const unsigned d = unsigned(std::abs(int(a[i]) - int(l[i])));
+                    maxd = std::max(maxd, d);
+                    sum += d;
+                }
+            };
+            if (bits == 8) {
+                const auto& src = Image<uint8_t>(c.nIn, true);
+                std::vector<uint8_t> a(n * c.nOut), l(n * c.nOut);
+                b.native->TrnPixels8(src.data(), a.data(), unsigned(n));
+                cmsDoTransform(b.lcms8, src.data(), l.data(), cmsUInt32Number(n));
+                compare(a, l);
+            } else {
+                const auto& src = Image<uint16_t>(c.nIn, true);
+                std::vector<uint16_t> a(n * c.nOut), l(n * c.nOut);
+                b.native->TrnPixels16(src.data(), a.data(), unsigned(n));
+                cmsDoTransform(b.lcms16, src.data(), l.data(), cmsUInt32Number(n));
+                compare(a, l);
+            }
+            std::printf("  %-9s %2u bits: %5u / %.2f (of %u)\n", c.name, bits, maxd,
+                        sum / double(n * c.nOut), bits == 8 ? 255u : 65535u);
+        }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // The links read their grid sizes from the library's settings file; without one of the
+    // caller's, the file of this source tree.
+    if (!std::getenv("KVR_INI")) {
+        const auto ini = std::filesystem::path(__FILE__).parent_path().parent_path() / "resources" /
+                         "kvrcolor.ini";
+        setenv("KVR_INI", ini.c_str(), 0);
+    }
+    Register();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    SummaryReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    PrintSummary(reporter);
+    PrintAgreement();
+    benchmark::Shutdown();
+    return 0;
+}
