@@ -9,11 +9,43 @@
 // first image of a multi-page file is read.
 #include <tiffio.h>
 
+#include <algorithm>
+#include <fstream>
+
 #include "CliError.h"
 #include "ImageReader.h"
 #include "TiffErrors.h"
 
 namespace {
+
+// The count of the ExtraSamples tag (338) of the first directory as the file states it; 0 if
+// the tag is absent or the directory can't be read. libtiff does not report this for separated
+// images: it takes any sample beyond the fourth as an extra one, which would turn the inks of
+// an n-colour image into extra samples.
+unsigned StatedExtraSamples(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    uint8_t head[16] = {};
+    if (!in.read(reinterpret_cast<char*>(head), 16)) return 0;
+    const bool little = head[0] == 'I';
+    const auto number = [little](const uint8_t* p, int bytes) {
+        uint64_t v = 0;
+        for (int i = 0; i < bytes; ++i) v |= uint64_t(p[little ? i : bytes - 1 - i]) << (8 * i);
+        return v;
+    };
+    const bool big = number(head + 2, 2) == 43; // BigTIFF: 8-byte counts and offsets
+    const uint64_t ifd = big ? number(head + 8, 8) : number(head + 4, 4);
+    const int countBytes = big ? 8 : 2, entryBytes = big ? 20 : 12, fieldBytes = big ? 8 : 4;
+    uint8_t buffer[20];
+    if (!in.seekg(std::streamoff(ifd)) || !in.read(reinterpret_cast<char*>(buffer), countBytes))
+        return 0;
+    const uint64_t entries = number(buffer, countBytes);
+    for (uint64_t i = 0; i < entries && i < 4096; ++i) {
+        if (!in.read(reinterpret_cast<char*>(buffer), entryBytes)) return 0;
+        if (number(buffer, 2) == TIFFTAG_EXTRASAMPLES)
+            return unsigned(number(buffer + 4, fieldBytes));
+    }
+    return 0;
+}
 
 class TiffReader : public ImageReader {
 public:
@@ -69,6 +101,9 @@ TiffReader::TiffReader(const std::string& path) {
     uint16_t extraCount = 0;
     uint16_t* extraKinds = nullptr;
     TIFFGetFieldDefaulted(tif, TIFFTAG_EXTRASAMPLES, &extraCount, &extraKinds);
+    // libtiff keeps the stated kinds at the front of its list, so only the count needs fixing.
+    if (photometric == PHOTOMETRIC_SEPARATED)
+        extraCount = uint16_t(std::min<unsigned>(extraCount, StatedExtraSamples(path)));
     if (extraCount >= spp) throw Layout("no colour samples besides the extra samples");
     const unsigned colours = spp - extraCount;
 

@@ -59,9 +59,11 @@ TiffWriter::TiffWriter(const std::string& path, const OutputSpec& spec,
               TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
               TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PhotometricOf(spec)) &&
               TIFFSetField(tif, TIFFTAG_SOFTWARE, "kvrcolor");
+    // CMYK is told by the ink set alone; libtiff warns about NumberOfInks whenever extra
+    // samples make it differ from the samples per pixel, so it is written only where it says
+    // something the ink set does not.
     if (spec.space.model == ColourModel::Cmyk)
-        ok = ok && TIFFSetField(tif, TIFFTAG_INKSET, INKSET_CMYK) &&
-             TIFFSetField(tif, TIFFTAG_NUMBEROFINKS, uint16_t(4));
+        ok = ok && TIFFSetField(tif, TIFFTAG_INKSET, INKSET_CMYK);
     if (spec.space.model == ColourModel::NColor)
         ok = ok && TIFFSetField(tif, TIFFTAG_INKSET, INKSET_MULTIINK) &&
              TIFFSetField(tif, TIFFTAG_NUMBEROFINKS, uint16_t(spec.space.channels));

@@ -1,0 +1,543 @@
+// kvrcolor convert: every supported input layout, compared pixel by pixel with a native link
+// built in the test on the same input; the embedded profile, extra channels, defaults, threads,
+// compression and bands.
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <cmath>
+#include <memory>
+
+#include "CliSupport.h"
+
+using namespace clitest;
+
+namespace {
+
+constexpr unsigned kRgb = CMdlColorLink::LinkFmtRgb;
+constexpr unsigned kCmyk = CMdlColorLink::LinkFmtCmyk;
+constexpr unsigned kLab = CMdlColorLink::LinkFmtLab;
+constexpr unsigned kGray = CMdlColorLink::LinkFmtGray;
+constexpr unsigned kNColor = CMdlColorLink::LinkFmtNColor;
+constexpr unsigned kGamut = CMdlColorLink::LinkFmtGamut;
+constexpr int kDev2Pcs = CMdlColorLink::ProfStepDevToPcs;
+constexpr int kPcs2Dev = CMdlColorLink::ProfStepPcsToDev;
+
+class ConvertTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        s_dir = std::make_unique<TempDir>();
+        s_p = MakeProfiles(s_dir->path().string());
+    }
+    static void TearDownTestSuite() { s_dir.reset(); }
+
+    // Runs convert and reads the output; fails the test unless the program succeeded.
+    TiffImage Convert(const std::string& in, std::vector<std::string> extra,
+                      const std::string& ini = {}) {
+        const std::string out = work / "out.tif";
+        std::vector<std::string> args = {"convert", in, out, "--quiet"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        const RunResult r = RunCli(args, ini);
+        EXPECT_EQ(r.code, 0) << r.err;
+        EXPECT_EQ(r.err, "");
+        if (r.code != 0) return {};
+        return ReadTiff(out);
+    }
+
+    // The colour channels of `out` equal `expected`; its extra channels equal those of the
+    // input (`in`, `inSpp` samples a pixel, the colour ones first).
+    static void ExpectPixels(const TiffImage& out, unsigned nOut,
+                             const std::vector<uint16_t>& expected, const std::vector<uint16_t>& in,
+                             unsigned inSpp, unsigned nIn) {
+        const unsigned extras = inSpp - nIn;
+        ASSERT_EQ(out.spec.samplesPerPixel, nOut + extras);
+        ASSERT_EQ(out.samples.size() / (nOut + extras), in.size() / inSpp);
+        EXPECT_EQ(Channels(out.samples, nOut + extras, 0, nOut), expected);
+        if (extras) {
+            EXPECT_EQ(Channels(out.samples, nOut + extras, nOut, extras),
+                      Channels(in, inSpp, nIn, extras));
+        }
+    }
+
+    static inline std::unique_ptr<TempDir> s_dir;
+    static inline Profiles s_p;
+    TempDir work;
+};
+
+TEST_F(ConvertTest, Tiff8RgbToCmykEqualsTheLibraryLinkAndEmbedsTheDestination) {
+    TiffSpec spec;
+    const auto in = TestSamples(spec.SampleCount(), 8, 1);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    EXPECT_EQ(out.spec.photometric, PHOTOMETRIC_SEPARATED);
+    EXPECT_EQ(out.spec.inkset, INKSET_CMYK);
+    EXPECT_EQ(out.spec.bits, 8);
+    EXPECT_EQ(out.spec.width, 64u);
+    EXPECT_EQ(out.spec.height, 48u);
+    ASSERT_TRUE(out.hasIcc);
+    EXPECT_EQ(out.spec.icc, ReadBytes(s_p.cmyk));
+    const auto expected =
+        LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kCmyk, 4, in, 8);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+}
+
+TEST_F(ConvertTest, Tiff16RgbToCmyk) {
+    TiffSpec spec;
+    spec.bits = 16;
+    const auto in = TestSamples(spec.SampleCount(), 16, 2);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    EXPECT_EQ(out.spec.bits, 16);
+    const auto expected =
+        LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kCmyk, 4, in, 16);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+}
+
+TEST_F(ConvertTest, Tiff8RgbAlphaIsCopiedUnchanged) {
+    TiffSpec spec;
+    spec.samplesPerPixel = 4;
+    spec.extraKinds = {EXTRASAMPLE_UNASSALPHA};
+    const auto in = TestSamples(spec.SampleCount(), 8, 3);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    EXPECT_EQ(out.spec.extraKinds, std::vector<uint16_t>{EXTRASAMPLE_UNASSALPHA});
+    const auto expected =
+        LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kCmyk, 4, Channels(in, 4, 0, 3), 8);
+    ExpectPixels(out, 4, expected, in, 4, 3);
+}
+
+TEST_F(ConvertTest, Tiff16CmykWithTwoExtraSamplesToRgb) {
+    TiffSpec spec;
+    spec.bits = 16;
+    spec.photometric = PHOTOMETRIC_SEPARATED;
+    spec.samplesPerPixel = 6;
+    spec.extraKinds = {EXTRASAMPLE_ASSOCALPHA, EXTRASAMPLE_UNSPECIFIED};
+    spec.inkset = INKSET_CMYK;
+    const auto in = TestSamples(spec.SampleCount(), 16, 4);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.cmyk, "--to", s_p.rgb});
+    EXPECT_EQ(out.spec.photometric, PHOTOMETRIC_RGB);
+    EXPECT_EQ(out.spec.extraKinds, spec.extraKinds);
+    EXPECT_EQ(out.spec.icc, ReadBytes(s_p.rgb));
+    const auto expected =
+        LinkPixels({{s_p.cmyk, kDev2Pcs, IntentPerceptual}, {s_p.rgb, kPcs2Dev, IntentPerceptual}},
+                   kCmyk, 4, kRgb, 3, Channels(in, 6, 0, 4), 16);
+    ExpectPixels(out, 3, expected, in, 6, 4);
+}
+
+TEST_F(ConvertTest, Tiff8CmykToCmykWithIntentByNameAndNumber) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_SEPARATED;
+    spec.samplesPerPixel = 4;
+    const auto in = TestSamples(spec.SampleCount(), 8, 5);
+    WriteTiff(work / "in.tif", spec, in);
+    const auto expected = LinkPixels(
+        {{s_p.cmyk, kDev2Pcs, IntentRelativeBpc}, {s_p.cmyk, kPcs2Dev, IntentRelativeBpc}}, kCmyk,
+        4, kCmyk, 4, in, 8);
+    for (const char* intent : {"relative-bpc", "5"}) {
+        const TiffImage out =
+            Convert(work / "in.tif", {"--from", s_p.cmyk, "--to", s_p.cmyk, "--intent", intent});
+        ExpectPixels(out, 4, expected, in, 4, 4);
+    }
+}
+
+// CIELAB: a and b are signed; the link takes them with 0 at 128 (8 bits) or 0x8000 (16 bits),
+// and 16-bit L with 100 at 0xFF00 instead of 0xFFFF.
+TEST_F(ConvertTest, CieLab8ToCmykShiftsSignedAB) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_CIELAB;
+    const auto in = TestSamples(spec.SampleCount(), 8, 6);
+    WriteTiff(work / "in.tif", spec, in);
+    std::vector<uint16_t> link(in.size());
+    for (size_t i = 0; i < in.size(); ++i)
+        link[i] = i % 3 == 0 ? in[i] : uint16_t(int(int8_t(uint8_t(in[i]))) + 128);
+    const TiffImage out = Convert(work / "in.tif", {"--to", s_p.cmyk});
+    const auto expected =
+        LinkPixels({{s_p.cmyk, kPcs2Dev, IntentPerceptual}}, kLab, 3, kCmyk, 4, link, 8);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+}
+
+std::vector<uint16_t> Lab16ToLink(const std::vector<uint16_t>& in, bool signedAB) {
+    std::vector<uint16_t> link(in.size());
+    for (size_t i = 0; i < in.size(); ++i) {
+        if (i % 3 == 0)
+            link[i] = uint16_t(std::lround(in[i] * 65280.0 / 65535.0));
+        else
+            link[i] = signedAB ? uint16_t(int(int16_t(in[i])) + 32768) : in[i];
+    }
+    return link;
+}
+
+TEST_F(ConvertTest, CieLab16ToCmykScalesLAndShiftsSignedAB) {
+    TiffSpec spec;
+    spec.bits = 16;
+    spec.photometric = PHOTOMETRIC_CIELAB;
+    const auto in = TestSamples(spec.SampleCount(), 16, 7);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--to", s_p.cmyk});
+    const auto expected = LinkPixels({{s_p.cmyk, kPcs2Dev, IntentPerceptual}}, kLab, 3, kCmyk, 4,
+                                     Lab16ToLink(in, true), 16);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+}
+
+TEST_F(ConvertTest, IccLab8ToCmykAsItStands) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_ICCLAB;
+    const auto in = TestSamples(spec.SampleCount(), 8, 8);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--to", s_p.cmyk});
+    const auto expected =
+        LinkPixels({{s_p.cmyk, kPcs2Dev, IntentPerceptual}}, kLab, 3, kCmyk, 4, in, 8);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+}
+
+TEST_F(ConvertTest, IccLab16ToCmykScalesL) {
+    TiffSpec spec;
+    spec.bits = 16;
+    spec.photometric = PHOTOMETRIC_ICCLAB;
+    const auto in = TestSamples(spec.SampleCount(), 16, 9);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--to", s_p.cmyk});
+    const auto expected = LinkPixels({{s_p.cmyk, kPcs2Dev, IntentPerceptual}}, kLab, 3, kCmyk, 4,
+                                     Lab16ToLink(in, false), 16);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+}
+
+// Lab out of the link into the file: L back to 100 at 0xFFFF, a and b signed for CIELAB.
+std::vector<uint16_t> LinkToLab16(const std::vector<uint16_t>& link, bool signedAB) {
+    std::vector<uint16_t> file(link.size());
+    for (size_t i = 0; i < link.size(); ++i) {
+        if (i % 3 == 0)
+            file[i] = uint16_t(std::min(65535L, std::lround(link[i] * 65535.0 / 65280.0)));
+        else
+            file[i] = signedAB ? uint16_t(int16_t(int(link[i]) - 32768)) : link[i];
+    }
+    return file;
+}
+
+TEST_F(ConvertTest, RgbToCieLab16ThroughOneStep) {
+    TiffSpec spec;
+    spec.bits = 16;
+    const auto in = TestSamples(spec.SampleCount(), 16, 10);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--step", s_p.rgb + ":dev2pcs:perceptual"});
+    EXPECT_EQ(out.spec.photometric, PHOTOMETRIC_CIELAB);
+    EXPECT_FALSE(out.hasIcc); // Lab needs no profile
+    const auto link = LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}}, kRgb, 3, kLab, 3, in, 16);
+    ExpectPixels(out, 3, LinkToLab16(link, true), in, 3, 3);
+}
+
+TEST_F(ConvertTest, RgbToCieLab8ThroughOneStep) {
+    TiffSpec spec;
+    const auto in = TestSamples(spec.SampleCount(), 8, 11);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--step", s_p.rgb + ":dev2pcs"});
+    EXPECT_EQ(out.spec.photometric, PHOTOMETRIC_CIELAB);
+    auto expected = LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}}, kRgb, 3, kLab, 3, in, 8);
+    for (size_t i = 0; i < expected.size(); ++i)
+        if (i % 3) expected[i] = uint16_t(uint8_t(int8_t(int(expected[i]) - 128)));
+    ExpectPixels(out, 3, expected, in, 3, 3);
+}
+
+TEST_F(ConvertTest, IccLabInStaysIccLabOutThroughTwoSteps) {
+    TiffSpec spec;
+    spec.bits = 16;
+    spec.photometric = PHOTOMETRIC_ICCLAB;
+    const auto in = TestSamples(spec.SampleCount(), 16, 12);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--step", s_p.cmyk + ":pcs2dev:relative",
+                                                    "--step", s_p.cmyk + ":dev2pcs:relative"});
+    EXPECT_EQ(out.spec.photometric, PHOTOMETRIC_ICCLAB);
+    const auto link =
+        LinkPixels({{s_p.cmyk, kPcs2Dev, IntentRelative}, {s_p.cmyk, kDev2Pcs, IntentRelative}},
+                   kLab, 3, kLab, 3, Lab16ToLink(in, false), 16);
+    ExpectPixels(out, 3, LinkToLab16(link, false), in, 3, 3);
+}
+
+TEST_F(ConvertTest, LabToGamutAnswerIsOneMinIsBlackChannel) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_ICCLAB;
+    const auto in = TestSamples(spec.SampleCount(), 8, 13);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--step", s_p.cmyk + ":gamut"});
+    EXPECT_EQ(out.spec.photometric, PHOTOMETRIC_MINISBLACK);
+    const auto expected = LinkPixels({{s_p.cmyk, CMdlColorLink::ProfStepGamut, IntentPerceptual}},
+                                     kLab, 3, kGamut, 1, in, 8);
+    ExpectPixels(out, 1, expected, in, 3, 3);
+}
+
+TEST_F(ConvertTest, Gray8MinIsBlackToCmyk) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_MINISBLACK;
+    spec.samplesPerPixel = 1;
+    const auto in = TestSamples(spec.SampleCount(), 8, 14);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.gray, "--to", s_p.cmyk});
+    const auto expected =
+        LinkPixels({{s_p.gray, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   kGray, 1, kCmyk, 4, in, 8);
+    ExpectPixels(out, 4, expected, in, 1, 1);
+}
+
+TEST_F(ConvertTest, Gray16MinIsWhiteIsInvertedOnReading) {
+    TiffSpec spec;
+    spec.bits = 16;
+    spec.photometric = PHOTOMETRIC_MINISWHITE;
+    spec.samplesPerPixel = 1;
+    const auto in = TestSamples(spec.SampleCount(), 16, 15);
+    WriteTiff(work / "in.tif", spec, in);
+    std::vector<uint16_t> inverted(in.size());
+    for (size_t i = 0; i < in.size(); ++i) inverted[i] = uint16_t(65535 - in[i]);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.gray, "--to", s_p.cmyk});
+    const auto expected =
+        LinkPixels({{s_p.gray, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   kGray, 1, kCmyk, 4, inverted, 16);
+    ExpectPixels(out, 4, expected, in, 1, 1);
+}
+
+TEST_F(ConvertTest, RgbToSixColourPrinterWritesSeparatedWithNumberOfInks) {
+    TiffSpec spec;
+    const auto in = TestSamples(spec.SampleCount(), 8, 16);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.six});
+    EXPECT_EQ(out.spec.photometric, PHOTOMETRIC_SEPARATED);
+    EXPECT_EQ(out.spec.inkset, INKSET_MULTIINK);
+    EXPECT_EQ(out.spec.numberOfInks, 6);
+    EXPECT_EQ(out.spec.icc, ReadBytes(s_p.six));
+    const auto expected =
+        LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}, {s_p.six, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kNColor, 6, in, 8);
+    ExpectPixels(out, 6, expected, in, 3, 3);
+}
+
+// The native engine has no tables of more than four inputs: an n-colour image that already is
+// in the destination's space goes through the library's copying link (the empty chain).
+TEST_F(ConvertTest, SixColourImageInItsOwnSpaceGoesThroughTheCopyingLink) {
+    TiffSpec spec;
+    spec.bits = 16;
+    spec.photometric = PHOTOMETRIC_SEPARATED;
+    spec.samplesPerPixel = 6;
+    spec.inkset = INKSET_MULTIINK;
+    spec.numberOfInks = 6;
+    spec.icc = ReadBytes(s_p.six);
+    const auto in = TestSamples(spec.SampleCount(), 16, 17);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--to", s_p.six});
+    EXPECT_EQ(out.spec.numberOfInks, 6);
+    EXPECT_EQ(out.spec.icc, ReadBytes(s_p.six));
+    const auto expected = LinkPixels({}, kNColor, 6, kNColor, 6, in, 16);
+    ASSERT_EQ(expected, in); // the copying link
+    ExpectPixels(out, 6, expected, in, 6, 6);
+}
+
+TEST_F(ConvertTest, FiveColourImageWithAlphaFromAndToItsOwnProfile) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_SEPARATED;
+    spec.samplesPerPixel = 6;
+    spec.extraKinds = {EXTRASAMPLE_UNASSALPHA};
+    const auto in = TestSamples(spec.SampleCount(), 8, 18);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.five, "--to", s_p.five});
+    EXPECT_EQ(out.spec.numberOfInks, 5);
+    const auto colour = Channels(in, 6, 0, 5);
+    ExpectPixels(out, 5, LinkPixels({}, kNColor, 5, kNColor, 5, colour, 8), in, 6, 5);
+}
+
+struct PngCase {
+    unsigned bits;
+    int colorType;
+};
+
+class ConvertPngTest : public ConvertTest, public ::testing::WithParamInterface<PngCase> {};
+
+TEST_P(ConvertPngTest, PngToCmykEqualsTheLibraryLinkAndKeepsAlpha) {
+    const auto [bits, colorType] = GetParam();
+    const bool gray = colorType == 0 || colorType == 4;
+    const unsigned nIn = gray ? 1 : 3;
+    const unsigned spp = nIn + ((colorType & 4) ? 1 : 0);
+    const auto in = TestSamples(size_t(64) * 48 * spp, bits, 19 + colorType + bits);
+    WritePng(work / "in.png", 64, 48, bits, colorType, in);
+    const std::string& source = gray ? s_p.gray : s_p.rgb;
+    const TiffImage out = Convert(work / "in.png", {"--from", source, "--to", s_p.cmyk});
+    EXPECT_EQ(out.spec.bits, bits);
+    if (spp > nIn) {
+        EXPECT_EQ(out.spec.extraKinds, std::vector<uint16_t>{EXTRASAMPLE_UNASSALPHA});
+    }
+    const auto expected =
+        LinkPixels({{source, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   gray ? kGray : kRgb, nIn, kCmyk, 4, Channels(in, spp, 0, nIn), bits);
+    ExpectPixels(out, 4, expected, in, spp, nIn);
+}
+
+std::string PngCaseName(const ::testing::TestParamInfo<PngCase>& info) {
+    const int type = info.param.colorType;
+    const char* name = type == 0 ? "Gray" : type == 2 ? "Rgb" : type == 4 ? "GrayAlpha" : "Rgba";
+    return name + std::to_string(info.param.bits);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, ConvertPngTest,
+                         ::testing::Values(PngCase{8, 2}, PngCase{16, 2}, PngCase{8, 6},
+                                           PngCase{16, 6}, PngCase{8, 0}, PngCase{16, 0},
+                                           PngCase{8, 4}, PngCase{16, 4}),
+                         PngCaseName);
+
+TEST_F(ConvertTest, EmbeddedProfileIsTheSourceWithoutFrom) {
+    TiffSpec spec;
+    spec.icc = ReadBytes(s_p.rgbAlt);
+    const auto in = TestSamples(spec.SampleCount(), 8, 30);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--to", s_p.cmyk});
+    const auto expected = LinkPixels(
+        {{s_p.rgbAlt, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}}, kRgb, 3,
+        kCmyk, 4, in, 8);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+    // --from wins over the embedded profile.
+    const TiffImage other = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    EXPECT_NE(Channels(other.samples, 4, 0, 4), expected);
+}
+
+TEST_F(ConvertTest, EmbeddedProfileOfAPngIsTheSource) {
+    const auto in = TestSamples(size_t(64) * 48 * 3, 8, 31);
+    WritePng(work / "in.png", 64, 48, 8, 2, in, ReadBytes(s_p.rgbAlt));
+    const TiffImage out = Convert(work / "in.png", {"--to", s_p.cmyk});
+    const auto expected = LinkPixels(
+        {{s_p.rgbAlt, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}}, kRgb, 3,
+        kCmyk, 4, in, 8);
+    ExpectPixels(out, 4, expected, in, 3, 3);
+}
+
+// The default profiles below BasePath of the settings: InputRgb for RGB, the first printer
+// profile as destination and, for CMYK, as source; InputGray for grey.
+TEST_F(ConvertTest, DefaultProfilesComeFromTheProfileFolders) {
+    TempDir base;
+    fs::create_directories(base.path() / "InputRgb");
+    fs::create_directories(base.path() / "Printer");
+    fs::create_directories(base.path() / "InputGray");
+    fs::copy_file(s_p.rgbAlt, base.path() / "InputRgb" / "b.icc");
+    fs::copy_file(s_p.rgb, base.path() / "InputRgb" / "c.icm");
+    WriteBytes((base.path() / "InputRgb" / "a.txt").string(), {'x'}); // not a profile name
+    fs::copy_file(s_p.cmyk, base.path() / "Printer" / "a.icc");
+    fs::copy_file(s_p.rgb, base.path() / "Printer" / "b.icc");
+    fs::copy_file(s_p.gray, base.path() / "InputGray" / "g.icc");
+    const std::string ini = work / "settings.ini";
+    WriteIniWithBasePath(ini, base.path().string());
+    const std::string printer = (base.path() / "Printer" / "a.icc").string();
+
+    TiffSpec rgb;
+    const auto rgbIn = TestSamples(rgb.SampleCount(), 8, 32);
+    WriteTiff(work / "rgb.tif", rgb, rgbIn);
+    TiffImage out = Convert(work / "rgb.tif", {}, ini);
+    EXPECT_EQ(out.spec.icc, ReadBytes(s_p.cmyk));
+    ExpectPixels(
+        out, 4,
+        LinkPixels({{(base.path() / "InputRgb" / "b.icc").string(), kDev2Pcs, IntentPerceptual},
+                    {printer, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kCmyk, 4, rgbIn, 8),
+        rgbIn, 3, 3);
+
+    TiffSpec cmyk;
+    cmyk.photometric = PHOTOMETRIC_SEPARATED;
+    cmyk.samplesPerPixel = 4;
+    const auto cmykIn = TestSamples(cmyk.SampleCount(), 8, 33);
+    WriteTiff(work / "cmyk.tif", cmyk, cmykIn);
+    out = Convert(work / "cmyk.tif", {}, ini);
+    ExpectPixels(
+        out, 4,
+        LinkPixels({{printer, kDev2Pcs, IntentPerceptual}, {printer, kPcs2Dev, IntentPerceptual}},
+                   kCmyk, 4, kCmyk, 4, cmykIn, 8),
+        cmykIn, 4, 4);
+
+    TiffSpec gray;
+    gray.photometric = PHOTOMETRIC_MINISBLACK;
+    gray.samplesPerPixel = 1;
+    const auto grayIn = TestSamples(gray.SampleCount(), 8, 34);
+    WriteTiff(work / "gray.tif", gray, grayIn);
+    out = Convert(work / "gray.tif", {}, ini);
+    ExpectPixels(
+        out, 4,
+        LinkPixels({{(base.path() / "InputGray" / "g.icc").string(), kDev2Pcs, IntentPerceptual},
+                    {printer, kPcs2Dev, IntentPerceptual}},
+                   kGray, 1, kCmyk, 4, grayIn, 8),
+        grayIn, 1, 1);
+}
+
+TEST_F(ConvertTest, OneAndThreeThreadsGiveIdenticalFiles) {
+    TiffSpec spec;
+    spec.width = 256;
+    spec.height = 96; // 24576 pixels: enough for the pixel loop to use three threads
+    spec.bits = 16;
+    WriteTiff(work / "in.tif", spec, TestSamples(spec.SampleCount(), 16, 40));
+    for (const char* threads : {"1", "3"}) {
+        const RunResult r =
+            RunCli({"convert", work / "in.tif", work / ("t" + std::string(threads) + ".tif"),
+                    "--from", s_p.rgb, "--to", s_p.cmyk, "--threads", threads, "--quiet"});
+        ASSERT_EQ(r.code, 0) << r.err;
+    }
+    const auto one = ReadBytes(work / "t1.tif");
+    ASSERT_FALSE(one.empty());
+    EXPECT_EQ(one, ReadBytes(work / "t3.tif"));
+}
+
+TEST_F(ConvertTest, CompressedOutputHoldsTheSamePixels) {
+    TiffSpec spec;
+    spec.samplesPerPixel = 4;
+    spec.extraKinds = {EXTRASAMPLE_UNASSALPHA};
+    const auto in = TestSamples(spec.SampleCount(), 8, 41);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage plain = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    EXPECT_EQ(plain.spec.compression, COMPRESSION_NONE);
+    for (const auto& [name, tag] : {std::pair<std::string, uint16_t>{"lzw", COMPRESSION_LZW},
+                                    {"deflate", COMPRESSION_ADOBE_DEFLATE}}) {
+        const TiffImage packed =
+            Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk, "--compress", name});
+        EXPECT_EQ(packed.spec.compression, tag) << name;
+        EXPECT_EQ(packed.samples, plain.samples) << name;
+    }
+}
+
+// Wider than one band of rows (about 4 MiB): the image streams through in several bands.
+TEST_F(ConvertTest, ImageOfSeveralBandsEqualsTheLibraryLink) {
+    TiffSpec spec;
+    spec.width = 2048;
+    spec.height = 700;
+    spec.samplesPerPixel = 4;
+    spec.extraKinds = {EXTRASAMPLE_ASSOCALPHA};
+    spec.compression = COMPRESSION_LZW;
+    const auto in = TestSamples(spec.SampleCount(), 8, 42);
+    WriteTiff(work / "in.tif", spec, in);
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    const auto expected =
+        LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kCmyk, 4, Channels(in, 4, 0, 3), 8);
+    ExpectPixels(out, 4, expected, in, 4, 3);
+}
+
+TEST_F(ConvertTest, SummaryLineNamesOutputPixelsTimeAndRate) {
+    TiffSpec spec;
+    WriteTiff(work / "in.tif", spec, TestSamples(spec.SampleCount(), 8, 43));
+    const std::string out = work / "out.tif";
+    RunResult r = RunCli({"convert", work / "in.tif", out, "--from", s_p.rgb, "--to", s_p.cmyk});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(LineCount(r.out), 1u);
+    EXPECT_EQ(r.out.rfind(out + ": 64x48 RGB 8-bit -> CMYK, 0.0 MPixel in ", 0), 0u) << r.out;
+    EXPECT_NE(r.out.find(" s, "), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find(" MPixel/s"), std::string::npos) << r.out;
+
+    r = RunCli({"convert", work / "in.tif", out, "--from", s_p.rgb, "--to", s_p.cmyk, "-q"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out, "");
+}
+
+TEST_F(ConvertTest, ExistingOutputIsReplacedAndNoTemporaryStays) {
+    TiffSpec spec;
+    WriteTiff(work / "in.tif", spec, TestSamples(spec.SampleCount(), 8, 44));
+    WriteBytes(work / "out.tif", {'o', 'l', 'd'});
+    const TiffImage out = Convert(work / "in.tif", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    EXPECT_EQ(out.spec.samplesPerPixel, 4);
+    EXPECT_EQ(work.Files(), (std::vector<std::string>{"in.tif", "out.tif"}));
+}
+
+} // namespace
