@@ -1,0 +1,254 @@
+// kvrcolor on bad input: one line on stderr that names the file and the reason, the exit code
+// of its class, and no output file (nor a temporary one) left behind.
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <memory>
+
+#include "CliSupport.h"
+
+using namespace clitest;
+
+namespace {
+
+class BadInputTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        s_dir = std::make_unique<TempDir>();
+        s_p = MakeProfiles(s_dir->path().string());
+    }
+    static void TearDownTestSuite() { s_dir.reset(); }
+
+    void SetUp() override {
+        WriteTiff(work / "rgb.tif", rgbSpec, TestSamples(rgbSpec.SampleCount(), 8, 1));
+        WriteBytes(work / "text.txt", {'h', 'e', 'l', 'l', 'o', '\n', 'x', 'y', 'z', '\n'});
+    }
+
+    // Runs the program and checks the failure: exit code, one line on stderr starting with
+    // the program's name and holding each of `words`, nothing on stdout, and the work folder
+    // holding the same files as before.
+    void ExpectFailure(const std::vector<std::string>& args, int code,
+                       const std::vector<std::string>& words, const std::string& ini = {}) {
+        const auto before = work.Files();
+        const RunResult r = RunCli(args, ini);
+        EXPECT_EQ(r.code, code) << r.err;
+        EXPECT_EQ(LineCount(r.err), 1u) << r.err;
+        EXPECT_EQ(r.err.rfind("kvrcolor: ", 0), 0u) << r.err;
+        for (const auto& w : words)
+            EXPECT_NE(r.err.find(w), std::string::npos) << w << " in " << r.err;
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(work.Files(), before);
+    }
+
+    std::vector<std::string> Convert(const std::string& in, std::vector<std::string> extra = {}) {
+        std::vector<std::string> args = {"convert", in, work / "out.tif"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        return args;
+    }
+
+    static inline std::unique_ptr<TempDir> s_dir;
+    static inline Profiles s_p;
+    TempDir work;
+    TiffSpec rgbSpec;
+};
+
+TEST_F(BadInputTest, MissingInputFile) {
+    ExpectFailure(Convert(work / "none.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 3,
+                  {work / "none.tif", "no such file"});
+}
+
+TEST_F(BadInputTest, InputThatIsNotAnImage) {
+    ExpectFailure(Convert(work / "text.txt", {"--from", s_p.rgb, "--to", s_p.cmyk}), 3,
+                  {work / "text.txt", "neither a TIFF nor a PNG"});
+}
+
+uint32_t Le32(const std::vector<uint8_t>& b, size_t at) {
+    return uint32_t(b[at]) | uint32_t(b[at + 1]) << 8 | uint32_t(b[at + 2]) << 16 |
+           uint32_t(b[at + 3]) << 24;
+}
+
+TEST_F(BadInputTest, TruncatedTiff) {
+    TiffSpec spec;
+    spec.width = 256;
+    spec.height = 64;
+    WriteTiff(work / "whole.tif", spec, TestSamples(spec.SampleCount(), 8, 2));
+    auto bytes = ReadBytes(work / "whole.tif");
+    fs::remove(work / "whole.tif");
+    ASSERT_EQ(bytes[0], 'I'); // libtiff writes the machine's order, little-endian here
+    ASSERT_GT(Le32(bytes, 4), bytes.size() / 2); // the directory follows the pixels
+    bytes.resize(bytes.size() / 3);              // directory and most pixels gone
+    WriteBytes(work / "cut.tif", bytes);
+    ExpectFailure(Convert(work / "cut.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 3,
+                  {work / "cut.tif", "cannot read the TIFF"});
+}
+
+// The file opens, and a strip in the middle does not decode: the rows fail while converting.
+TEST_F(BadInputTest, TiffWithADamagedStrip) {
+    TiffSpec spec;
+    spec.width = 256;
+    spec.height = 64;
+    spec.compression = COMPRESSION_LZW;
+    WriteTiff(work / "whole.tif", spec, TestSamples(spec.SampleCount(), 8, 3));
+    auto bytes = ReadBytes(work / "whole.tif");
+    fs::remove(work / "whole.tif");
+    const uint32_t directory = Le32(bytes, 4);
+    ASSERT_GT(directory, 1000u); // the directory follows the pixels
+    std::fill(bytes.begin() + directory / 3, bytes.begin() + directory / 2, uint8_t(0xFF));
+    WriteBytes(work / "damaged.tif", bytes);
+    ExpectFailure(Convert(work / "damaged.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 3,
+                  {work / "damaged.tif", "cannot read row"});
+}
+
+TEST_F(BadInputTest, TruncatedPng) {
+    const auto samples = TestSamples(size_t(256) * 64 * 3, 8, 4);
+    WritePng(work / "whole.png", 256, 64, 8, 2, samples);
+    auto bytes = ReadBytes(work / "whole.png");
+    fs::remove(work / "whole.png");
+    bytes.resize(bytes.size() / 2);
+    WriteBytes(work / "cut.png", bytes);
+    ExpectFailure(Convert(work / "cut.png", {"--from", s_p.rgb, "--to", s_p.cmyk}), 3,
+                  {work / "cut.png", "cannot read row"});
+}
+
+TEST_F(BadInputTest, MissingProfile) {
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.rgb, "--to", work / "none.icc"}), 4,
+                  {work / "none.icc", "no such profile file"});
+}
+
+TEST_F(BadInputTest, FileThatIsNotAProfile) {
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", work / "text.txt", "--to", s_p.cmyk}), 4,
+                  {work / "text.txt", "not an ICC profile"});
+}
+
+TEST_F(BadInputTest, SourceProfileOfTheWrongColourSpace) {
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.cmyk, "--to", s_p.cmyk}), 4,
+                  {s_p.cmyk, "takes CMYK", "rgb.tif is RGB"});
+}
+
+TEST_F(BadInputTest, EmbeddedProfileOfTheWrongColourSpace) {
+    TiffSpec spec;
+    spec.icc = ReadBytes(s_p.cmyk);
+    WriteTiff(work / "tagged.tif", spec, TestSamples(spec.SampleCount(), 8, 5));
+    ExpectFailure(Convert(work / "tagged.tif", {"--to", s_p.cmyk}), 4,
+                  {work / "tagged.tif", "embedded profile is CMYK"});
+}
+
+TEST_F(BadInputTest, FirstStepThatTakesTheConnectionSpaceFromAnRgbImage) {
+    ExpectFailure(Convert(work / "rgb.tif", {"--step", s_p.cmyk + ":pcs2dev"}), 4,
+                  {s_p.cmyk, "pcs2dev takes Lab"});
+}
+
+TEST_F(BadInputTest, GreyOutputIsRefused) {
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.rgb, "--to", s_p.gray}), 4,
+                  {s_p.gray, "grey output is not supported"});
+}
+
+TEST_F(BadInputTest, DestinationWithoutATableForItsStepGivesTheLibraryError) {
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.rgb, "--to", s_p.rgbInput}), 5,
+                  {s_p.rgbInput, "link failed: error 904"});
+}
+
+TEST_F(BadInputTest, ChainThatCannotBeJoinedGivesTheLibraryError) {
+    // Lab out of the first step, CMYK into the second: nothing joins them.
+    ExpectFailure(Convert(work / "rgb.tif",
+                          {"--step", s_p.rgb + ":dev2pcs", "--step", s_p.cmyk + ":dev2pcs"}),
+                  5, {"TestRgb.icc -> TestCmyk.icc", "link failed: error 905"});
+}
+
+TEST_F(BadInputTest, FiveInkImageThroughAFiveInputTableGivesTheLibraryError) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_SEPARATED;
+    spec.samplesPerPixel = 5;
+    WriteTiff(work / "five.tif", spec, TestSamples(spec.SampleCount(), 8, 6));
+    ExpectFailure(Convert(work / "five.tif", {"--from", s_p.five, "--to", s_p.cmyk}), 5,
+                  {s_p.five, "link failed: error 904"});
+}
+
+TEST_F(BadInputTest, PlanarSeparateTiff) {
+    TiffSpec spec;
+    spec.planar = PLANARCONFIG_SEPARATE;
+    WriteTiff(work / "planar.tif", spec, TestSamples(spec.SampleCount(), 8, 7));
+    ExpectFailure(Convert(work / "planar.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
+                  {work / "planar.tif", "planar configuration separate"});
+}
+
+TEST_F(BadInputTest, TiledTiff) {
+    TiffSpec spec;
+    spec.tiled = true;
+    WriteTiff(work / "tiled.tif", spec, {});
+    ExpectFailure(Convert(work / "tiled.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
+                  {work / "tiled.tif", "tiled"});
+}
+
+TEST_F(BadInputTest, FloatingPointTiff) {
+    TiffSpec spec;
+    spec.bits = 16;
+    spec.sampleFormat = SAMPLEFORMAT_IEEEFP;
+    WriteTiff(work / "half.tif", spec, TestSamples(spec.SampleCount(), 16, 8));
+    ExpectFailure(Convert(work / "half.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
+                  {work / "half.tif", "sample format 3"});
+}
+
+TEST_F(BadInputTest, PaletteTiff) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_PALETTE;
+    spec.samplesPerPixel = 1;
+    WriteTiff(work / "palette.tif", spec, TestSamples(spec.SampleCount(), 8, 9));
+    ExpectFailure(Convert(work / "palette.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
+                  {work / "palette.tif", "photometric interpretation 3"});
+}
+
+TEST_F(BadInputTest, InterlacedPng) {
+    WritePng(work / "adam7.png", 64, 48, 8, 2, TestSamples(size_t(64) * 48 * 3, 8, 10), {}, true);
+    ExpectFailure(Convert(work / "adam7.png", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
+                  {work / "adam7.png", "interlaced"});
+}
+
+TEST_F(BadInputTest, GreyImageWithoutAnyGreyProfile) {
+    TempDir base; // no InputGray folder
+    const std::string ini = work / "settings.ini";
+    WriteIniWithBasePath(ini, base.path().string());
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_MINISBLACK;
+    spec.samplesPerPixel = 1;
+    WriteTiff(work / "gray.tif", spec, TestSamples(spec.SampleCount(), 8, 11));
+    ExpectFailure(Convert(work / "gray.tif", {"--to", s_p.cmyk}), 4,
+                  {work / "gray.tif", "no grey source profile", "InputGray", "--from"}, ini);
+}
+
+TEST_F(BadInputTest, NoDestinationInAnEmptyPrinterFolder) {
+    TempDir base;
+    const std::string ini = work / "settings.ini";
+    WriteIniWithBasePath(ini, base.path().string());
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.rgb}), 4,
+                  {"no destination profile", "Printer", "--to"}, ini);
+}
+
+TEST_F(BadInputTest, FailureLeavesAnExistingOutputAsItWas) {
+    WriteBytes(work / "out.tif", {'k', 'e', 'e', 'p'});
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.rgb, "--to", s_p.rgbInput}), 5,
+                  {"error 904"});
+    EXPECT_EQ(ReadBytes(work / "out.tif"), (std::vector<uint8_t>{'k', 'e', 'e', 'p'}));
+}
+
+TEST_F(BadInputTest, OutputFolderThatDoesNotExist) {
+    const std::string out = work / "no/such/folder/out.tif";
+    ExpectFailure({"convert", work / "rgb.tif", out, "--from", s_p.rgb, "--to", s_p.cmyk}, 7,
+                  {out, "cannot be written"});
+}
+
+TEST_F(BadInputTest, UsageErrors) {
+    ExpectFailure({"convert", work / "rgb.tif"}, 2, {"OUT"});
+    ExpectFailure({"convert", work / "rgb.tif", work / "out.tif", "--intent", "vivid"}, 2,
+                  {"vivid"});
+    ExpectFailure({"convert", work / "rgb.tif", work / "out.tif", "--step", s_p.rgb + ":sideways"},
+                  2, {"sideways"});
+    ExpectFailure({"convert", work / "rgb.tif", work / "out.tif", "--step", s_p.rgb + ":dev2pcs",
+                   "--to", s_p.cmyk},
+                  2, {"--step cannot be combined"});
+    ExpectFailure({"convert", work / "rgb.tif", work / "out.tif", "--compress", "zip"}, 2, {"zip"});
+    ExpectFailure({"frobnicate"}, 2, {"subcommand"});
+    ExpectFailure({}, 2, {"subcommand"});
+}
+
+} // namespace
