@@ -1,7 +1,12 @@
 #include "colorlink/FastPixelPath.h"
 
+#include <cstring>
 #include <typeinfo>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "gridtable/TabMftX.h"
 
@@ -10,13 +15,13 @@ namespace {
 constexpr unsigned kCurveEntries = CFunc_16Tab::kFastEntries; // 12-bit read-out of a curve
 constexpr unsigned kCurveShift = CFunc_16Tab::kFastShift;
 
-// Where one input sample puts the pixel along its grid axis: the sample offset of its node
-// index, the offset of the next node along the axis (0 on the last node, whose fraction is
-// always 0) and the fraction in 1/65535 of a cell.
+// Where one input sample puts the pixel along its grid axis: `offset` is the sample offset of
+// its node index; `key` holds in its high half the fraction, in 1/65535 of a cell, and in its
+// low half the sample distance to the next node along the axis (0 on the last node, whose
+// fraction is always 0). Sorting the keys sorts the axes by fraction and carries their steps.
 struct AxisPos {
+    uint64_t key;
     uint32_t offset;
-    uint32_t step;
-    uint32_t frac;
 };
 
 // The grid's own split of a 16-bit value (after the input curve): p = a * (P - 1), node index
@@ -24,15 +29,17 @@ struct AxisPos {
 inline AxisPos Split(uint32_t a, uint32_t gridMax, uint32_t stride) {
     const uint32_t p = a * gridMax;
     const uint32_t index = p / 65535u;
-    return {index * stride, index < gridMax ? stride : 0u, p - index * 65535u};
+    const uint64_t frac = p - index * 65535u;
+    return {frac << 32 | (index < gridMax ? stride : 0u), index * stride};
 }
 
 // The simplex of a pixel, as sample offsets from the base node: corner[j] is reached from the
-// base by stepping along the j + 1 axes of largest fraction, weight[j] is that axis's fraction
-// minus the next smaller one (the last: the smallest fraction itself). The grid's Trn adds
+// base by stepping along the j + 1 axes of largest fraction; weight[j] is the (j+1)-th largest
+// fraction minus the next smaller one (the last: the smallest fraction itself). These are the
+// tetrahedra of CMft3_16 and the simplexes of CMft4_16 with their weights. The grids add
 // weight[j] * (corner - base) per corner, which in 32-bit wrap-around is the same as
-// sum(weight[j] * corner) - wSum * base with wSum the largest fraction; a corner beyond the
-// grid's edge gets weight 0 either way, so stepping 0 there changes nothing.
+// sum(weight[j] * corner) - wSum * base, wSum being the largest fraction. A corner beyond the
+// grid's edge has weight 0, so stepping 0 there instead changes nothing.
 template <unsigned In> struct Cell {
     uint32_t base;
     uint32_t corner[In];
@@ -40,64 +47,41 @@ template <unsigned In> struct Cell {
     uint32_t wSum;
 };
 
-// Three inputs: the decisions of CMft3_16's choice of tetrahedron, taken without branches.
-// Code bits: 4 for f0 >= f1, 2 for f2 >= f1, 1 for f2 >= f0; the entry is the order of the
-// axes by falling fraction that the grid's decision tree reaches for that outcome.
-inline Cell<3> Locate(const AxisPos (&p)[3]) {
-    static constexpr uint8_t kOrder[8][3] = {
-        {1, 0, 2}, // f0 < f1, f2 < f0
-        {1, 2, 0}, // f0 < f1, f0 <= f2 < f1
-        {1, 0, 2}, // (f2 < f0 < f1 with f2 >= f1 cannot happen)
-        {2, 1, 0}, // f0 < f1 <= f2
-        {0, 1, 2}, // f1 <= f0, f2 < f1
-        {0, 1, 2}, // (idem)
-        {0, 2, 1}, // f1 <= f2 < f0
-        {2, 0, 1}, // f1 <= f0 <= f2
+// Sorts the axes by falling fraction with a network of compare-exchanges (no branches, so no
+// mispredictions on random pixels). The grids' decision trees break ties by input order; here
+// ties fall either way. That gives the same value: two orders of equal fractions differ in one
+// corner only, and its weight is the difference of the equal fractions, 0.
+template <unsigned In> inline Cell<In> Locate(const AxisPos (&p)[In]) {
+    uint64_t k[In];
+    for (unsigned i = 0; i < In; ++i) k[i] = p[i].key;
+    auto order = [&k](unsigned i, unsigned j) {
+        const uint64_t a = k[i], b = k[j];
+        k[i] = a > b ? a : b;
+        k[j] = a > b ? b : a;
     };
-    const uint32_t f0 = p[0].frac, f1 = p[1].frac, f2 = p[2].frac;
-    const unsigned code = (f0 >= f1 ? 4u : 0u) | (f2 >= f1 ? 2u : 0u) | (f2 >= f0 ? 1u : 0u);
-    const uint8_t* o = kOrder[code];
-    const AxisPos &a = p[o[0]], &b = p[o[1]], &c = p[o[2]];
-    Cell<3> cell;
-    cell.base = p[0].offset + p[1].offset + p[2].offset;
-    cell.corner[0] = a.step;
-    cell.corner[1] = a.step + b.step;
-    cell.corner[2] = a.step + b.step + c.step;
-    cell.weight[0] = a.frac - b.frac;
-    cell.weight[1] = b.frac - c.frac;
-    cell.weight[2] = c.frac;
-    cell.wSum = a.frac;
-    return cell;
-}
-
-// Four inputs: CMft4_16's simplex. Its order is a stable ascending sort of the fractions
-// (equal fractions keep the lower input first), here by the same sorting network on the
-// distinct keys fraction * 4 + input.
-inline Cell<4> Locate(const AxisPos (&p)[4]) {
-    uint32_t k[4] = {p[0].frac << 2 | 0, p[1].frac << 2 | 1, p[2].frac << 2 | 2,
-                     p[3].frac << 2 | 3};
-    auto exchange = [&k](int i, int j) {
-        const uint32_t lo = k[i] < k[j] ? k[i] : k[j], hi = k[i] < k[j] ? k[j] : k[i];
-        k[i] = lo;
-        k[j] = hi;
-    };
-    exchange(0, 1);
-    exchange(2, 3);
-    exchange(0, 2);
-    exchange(1, 3);
-    exchange(1, 2);
-    const AxisPos &a = p[k[3] & 3], &b = p[k[2] & 3], &c = p[k[1] & 3], &d = p[k[0] & 3];
-    Cell<4> cell;
-    cell.base = p[0].offset + p[1].offset + p[2].offset + p[3].offset;
-    cell.corner[0] = a.step;
-    cell.corner[1] = a.step + b.step;
-    cell.corner[2] = a.step + b.step + c.step;
-    cell.corner[3] = a.step + b.step + c.step + d.step;
-    cell.weight[0] = a.frac - b.frac;
-    cell.weight[1] = b.frac - c.frac;
-    cell.weight[2] = c.frac - d.frac;
-    cell.weight[3] = d.frac;
-    cell.wSum = a.frac;
+    if constexpr (In == 3) {
+        order(0, 1);
+        order(1, 2);
+        order(0, 1);
+    } else {
+        static_assert(In == 4);
+        order(0, 1);
+        order(2, 3);
+        order(0, 2);
+        order(1, 3);
+        order(1, 2);
+    }
+    Cell<In> cell;
+    cell.base = 0;
+    uint32_t corner = 0;
+    for (unsigned i = 0; i < In; ++i) {
+        cell.base += p[i].offset;
+        corner += uint32_t(k[i]);
+        cell.corner[i] = corner;
+        const uint32_t next = i + 1 < In ? uint32_t(k[i + 1] >> 32) : 0u;
+        cell.weight[i] = uint32_t(k[i] >> 32) - next;
+    }
+    cell.wSum = uint32_t(k[0] >> 32);
     return cell;
 }
 
@@ -113,11 +97,93 @@ template <unsigned In> inline uint16_t Interpolate(const uint16_t* node, const C
     return uint16_t(t0 + uint32_t(q));
 }
 
+#if defined(__SSE2__)
+// The same arithmetic for three or four output channels at once, one 32-bit lane each.
+// Weights and samples are below 65536, so each product is put together from the low and high
+// halves of 16 x 16-bit products (pmullw, pmulhuw), two corners per register. The signed
+// division by 65535 toward zero divides the magnitude m with floor(m / 65535) =
+// (m + (m >> 16) + 1) >> 16, true for every m up to 2^31 (checked over the whole range), and
+// gives the quotient the sign back.
+
+template <unsigned NOut> inline __m128i LoadNode(const uint16_t* p) {
+    if constexpr (NOut == 4) {
+        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+    } else { // three samples: no read beyond the node, which may be the grid's last
+        uint32_t lo;
+        std::memcpy(&lo, p, sizeof lo);
+        return _mm_insert_epi16(_mm_cvtsi32_si128(int(lo)), p[2], 2);
+    }
+}
+
+// Weight a in the low four 16-bit lanes, b in the high four.
+inline __m128i WeightPair(uint32_t a, uint32_t b) {
+    const __m128i x = _mm_cvtsi32_si128(int(a | b << 16));
+    const __m128i y = _mm_unpacklo_epi16(x, x);
+    return _mm_unpacklo_epi32(y, y);
+}
+
+// The products of the corner in the low half of `t` and of the one in its high half with
+// their weights, as 32-bit lanes.
+inline void MulPair(__m128i t, __m128i w, __m128i& lo, __m128i& hi) {
+    const __m128i l = _mm_mullo_epi16(t, w), h = _mm_mulhi_epu16(t, w);
+    lo = _mm_unpacklo_epi16(l, h);
+    hi = _mm_unpackhi_epi16(l, h);
+}
+
+// The grid's output for channels 0 to NOut - 1, in the low 16 bits of the 32-bit lanes.
+template <unsigned In, unsigned NOut>
+inline __m128i InterpolateLanes(const uint16_t* node, const Cell<In>& cell) {
+    const __m128i t0 = LoadNode<NOut>(node);
+    __m128i s = _mm_set1_epi32(32767), a, b;
+    MulPair(_mm_unpacklo_epi64(LoadNode<NOut>(node + cell.corner[0]),
+                               LoadNode<NOut>(node + cell.corner[1])),
+            WeightPair(cell.weight[0], cell.weight[1]), a, b);
+    s = _mm_add_epi32(s, _mm_add_epi32(a, b));
+    if constexpr (In == 3) {
+        MulPair(_mm_unpacklo_epi64(LoadNode<NOut>(node + cell.corner[2]), t0),
+                WeightPair(cell.weight[2], cell.wSum), a, b);
+        s = _mm_add_epi32(s, _mm_sub_epi32(a, b));
+    } else {
+        MulPair(_mm_unpacklo_epi64(LoadNode<NOut>(node + cell.corner[2]),
+                                   LoadNode<NOut>(node + cell.corner[3])),
+                WeightPair(cell.weight[2], cell.weight[3]), a, b);
+        s = _mm_add_epi32(s, _mm_add_epi32(a, b));
+        MulPair(t0, WeightPair(cell.wSum, 0), a, b);
+        s = _mm_sub_epi32(s, a);
+    }
+    const __m128i sign = _mm_srai_epi32(s, 31);
+    const __m128i mag = _mm_sub_epi32(_mm_xor_si128(s, sign), sign);
+    __m128i q = _mm_add_epi32(_mm_add_epi32(mag, _mm_srli_epi32(mag, 16)), _mm_set1_epi32(1));
+    q = _mm_srli_epi32(q, 16);
+    q = _mm_sub_epi32(_mm_xor_si128(q, sign), sign);
+    return _mm_add_epi32(_mm_unpacklo_epi16(t0, _mm_setzero_si128()), q);
+}
+
+// The 16-bit result of lane c.
+template <int C> inline uint32_t Lane(__m128i v) {
+    return uint32_t(_mm_extract_epi16(v, 2 * C));
+}
+
+constexpr bool kHaveLanes = true;
+#else
+constexpr bool kHaveLanes = false;
+#endif
+
+// The input samples of a pixel as one number, to recognise a repeated pixel.
+template <unsigned In, class T> inline uint64_t PixelKey(const T* src) {
+    uint64_t key = 0;
+    for (unsigned a = 0; a < In; ++a) key = key << (8 * sizeof(T)) | src[a];
+    return key;
+}
+
 // The path of a three- or four-input pipeline. NOut is the output count, or 0 for one known
-// only at run time.
+// only at run time. With three or four outputs the channels are computed together in vector
+// registers, and a pixel equal to the one before it takes over that pixel's result.
 template <unsigned In, unsigned NOut> class CGridPath final : public CFastPixelPath {
+    static constexpr bool kLanes = kHaveLanes && (NOut == 3 || NOut == 4);
+
 public:
-    template <class Pipeline> CGridPath(const Pipeline& table) {
+    template <class Pipeline> explicit CGridPath(const Pipeline& table) {
         const auto& mft = table.Mft();
         grid = mft.Table();
         nOut = table.outputChan();
@@ -146,33 +212,68 @@ public:
     }
 
     bool Trn8(const uint8_t* src, uint8_t* dst, unsigned count) const override {
-        const uint32_t n = NOut ? NOut : nOut;
-        for (unsigned k = 0; k < count; ++k, src += In, dst += n) {
-            AxisPos p[In];
-#pragma GCC unroll 4
-            for (unsigned a = 0; a < In; ++a) p[a] = axis8[a][src[a]];
-            const Cell<In> cell = Locate(p);
-            const uint16_t* node = grid + cell.base;
+        if constexpr (kLanes) {
+#if defined(__SSE2__)
             const uint8_t* lut = lut8.data();
+            uint64_t lastKey = 0;
+            uint8_t last[4] = {};
+            for (unsigned k = 0; k < count; ++k, src += In, dst += NOut) {
+                const uint64_t key = PixelKey<In>(src);
+                if (k == 0 || key != lastKey) {
+                    lastKey = key;
+                    const Cell<In> cell = Locate(Axes8(src).p);
+                    const __m128i v = InterpolateLanes<In, NOut>(grid + cell.base, cell);
+                    // Top 12 bits of each 16-bit result: the index of the output table.
+                    const __m128i i = _mm_srli_epi32(_mm_slli_epi32(v, 16), 16 + kCurveShift);
+                    last[0] = lut[Lane<0>(i)];
+                    last[1] = lut[kCurveEntries + Lane<1>(i)];
+                    last[2] = lut[2 * kCurveEntries + Lane<2>(i)];
+                    if constexpr (NOut == 4) last[3] = lut[3 * kCurveEntries + Lane<3>(i)];
+                }
+                std::memcpy(dst, last, NOut);
+            }
+#endif
+        } else {
+            const uint32_t n = NOut ? NOut : nOut;
+            for (unsigned k = 0; k < count; ++k, src += In, dst += n) {
+                const Cell<In> cell = Locate(Axes8(src).p);
+                const uint16_t* node = grid + cell.base;
+                const uint8_t* lut = lut8.data();
 #pragma GCC unroll 16
-            for (uint32_t c = 0; c < n; ++c, lut += kCurveEntries)
-                dst[c] = lut[Interpolate(node + c, cell) >> kCurveShift];
+                for (uint32_t c = 0; c < n; ++c, lut += kCurveEntries)
+                    dst[c] = lut[Interpolate(node + c, cell) >> kCurveShift];
+            }
         }
         return true;
     }
 
     bool Trn16(const uint16_t* src, uint16_t* dst, unsigned count) const override {
-        const uint32_t n = NOut ? NOut : nOut;
-        for (unsigned k = 0; k < count; ++k, src += In, dst += n) {
-            AxisPos p[In];
-#pragma GCC unroll 4
-            for (unsigned a = 0; a < In; ++a) p[a] = Axis16(a, src[a]);
-            const Cell<In> cell = Locate(p);
-            const uint16_t* node = grid + cell.base;
+        if constexpr (kLanes) {
+#if defined(__SSE2__)
+            uint64_t lastKey = 0;
+            uint16_t last[4] = {};
+            for (unsigned k = 0; k < count; ++k, src += In, dst += NOut) {
+                const uint64_t key = PixelKey<In>(src);
+                if (k == 0 || key != lastKey) {
+                    lastKey = key;
+                    const Cell<In> cell = Locate(Axes16(src).p);
+                    const __m128i v = InterpolateLanes<In, NOut>(grid + cell.base, cell);
+                    last[0] = OutputCurve(0, Lane<0>(v));
+                    last[1] = OutputCurve(1, Lane<1>(v));
+                    last[2] = OutputCurve(2, Lane<2>(v));
+                    if constexpr (NOut == 4) last[3] = OutputCurve(3, Lane<3>(v));
+                }
+                std::memcpy(dst, last, NOut * sizeof(uint16_t));
+            }
+#endif
+        } else {
+            const uint32_t n = NOut ? NOut : nOut;
+            for (unsigned k = 0; k < count; ++k, src += In, dst += n) {
+                const Cell<In> cell = Locate(Axes16(src).p);
+                const uint16_t* node = grid + cell.base;
 #pragma GCC unroll 16
-            for (uint32_t c = 0; c < n; ++c) {
-                const uint16_t v = Interpolate(node + c, cell);
-                dst[c] = outCurve[c] ? outCurve[c][v >> kCurveShift] : v;
+                for (uint32_t c = 0; c < n; ++c)
+                    dst[c] = OutputCurve(c, Interpolate(node + c, cell));
             }
         }
         return true;
@@ -183,6 +284,26 @@ private:
     AxisPos Axis16(unsigned k, uint32_t x) const {
         const uint32_t a = inCurve[k] ? inCurve[k][x >> kCurveShift] : x;
         return Split(a, gridMax, strides[k]);
+    }
+
+    // The positions of a pixel on all axes.
+    struct Axes {
+        AxisPos p[In];
+    };
+    Axes Axes8(const uint8_t* src) const {
+        Axes a;
+        for (unsigned k = 0; k < In; ++k) a.p[k] = axis8[k][src[k]];
+        return a;
+    }
+    Axes Axes16(const uint16_t* src) const {
+        Axes a;
+        for (unsigned k = 0; k < In; ++k) a.p[k] = Axis16(k, src[k]);
+        return a;
+    }
+
+    // Output curve of channel c on a 16-bit grid result, or the result itself when skipped.
+    uint16_t OutputCurve(unsigned c, uint32_t v) const {
+        return outCurve[c] ? outCurve[c][v >> kCurveShift] : uint16_t(v);
     }
 
     const uint16_t* grid = nullptr; // the table's nodes

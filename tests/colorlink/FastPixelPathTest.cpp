@@ -6,7 +6,8 @@
 // pass 2^31 and wrap), random curves and every combination of the skip flags, real-looking
 // smooth tables, and links built from installed ICC profiles. Inputs: at least a million
 // random pixels per case in the plain build (fewer under the sanitizers, which are slow),
-// the grid's corners and edges, and every value of one channel with the others held fixed.
+// the grid's corners and edges, every value of one channel with the others held fixed, and
+// runs of equal pixels (the path reuses the result of a pixel equal to the one before).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -120,6 +121,21 @@ template <class T> std::vector<T> RandomPixels(size_t count, unsigned nIn, uint3
     std::uniform_int_distribution<uint32_t> any(0, sizeof(T) == 1 ? 255 : 65535);
     std::vector<T> v(count * nIn);
     for (auto& x : v) x = T(any(rng));
+    return v;
+}
+
+// Random pixels in runs of one to four equal pixels, as flat areas of a picture give.
+template <class T> std::vector<T> RepeatedPixels(size_t count, unsigned nIn, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<uint32_t> any(0, sizeof(T) == 1 ? 255 : 65535), run(1, 4);
+    std::vector<T> v;
+    v.reserve(count * nIn);
+    while (v.size() < count * nIn) {
+        std::vector<T> px(nIn);
+        for (auto& x : px) x = T(any(rng));
+        for (unsigned r = run(rng); r > 0 && v.size() < count * nIn; --r)
+            v.insert(v.end(), px.begin(), px.end());
+    }
     return v;
 }
 
@@ -255,10 +271,15 @@ void CheckPipeline(const Case& c, uint32_t seed, size_t pixels = kRandomPixels) 
     const auto edge8 = EdgePixels<uint8_t>(nIn, gridMax);
     EXPECT_EQ(Compare(*table, *path, edge8, nIn, c.nOut, name + ", 8 bits edges", true), 0u);
 
+    const auto rep8 = RepeatedPixels<uint8_t>(kFewPixels, nIn, seed + 3);
+    EXPECT_EQ(Compare(*table, *path, rep8, nIn, c.nOut, name + ", 8 bits repeated", true), 0u);
+
     const auto rnd16 = RandomPixels<uint16_t>(pixels, nIn, seed + 2);
     EXPECT_EQ(Compare(*table, *path, rnd16, nIn, c.nOut, name + ", 16 bits random"), 0u);
     const auto edge16 = EdgePixels<uint16_t>(nIn, gridMax);
     EXPECT_EQ(Compare(*table, *path, edge16, nIn, c.nOut, name + ", 16 bits edges", true), 0u);
+    const auto rep16 = RepeatedPixels<uint16_t>(kFewPixels, nIn, seed + 4);
+    EXPECT_EQ(Compare(*table, *path, rep16, nIn, c.nOut, name + ", 16 bits repeated", true), 0u);
 }
 
 // ---- tests ----
