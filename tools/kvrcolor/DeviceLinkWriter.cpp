@@ -74,26 +74,24 @@ template <class Pipeline> void LinkTableSource::TakeGrid(const Pipeline& p) {
     m_out = CurveEntries(p.FuncOutputTab(), outputChan, p.skipOutputTab(), outputEnt);
 }
 
-// One input: the pipeline spreads its input curve's value to a middle curve per channel and the
-// output curves. lut16 has no middle curves, so the grid is two nodes that pass the value on
-// (0 and 65535 on every channel) and each output curve is the middle curve followed by the
-// output curve, sampled at the 4096 points that the middle curve holds.
+// One input: the pipeline reads three curves in a row (input, a middle curve per channel,
+// output), each at 12 bits. lut16 has no middle curves, so the whole pipeline becomes the
+// output curves: 4096 entries sampled from the pipeline itself at the positions where a reader
+// of the lut16 takes its entries (k * 65535 / 4095), behind identity input curves and a grid of
+// two nodes that passes the value on (0 and 65535 on every channel).
 void LinkTableSource::TakeOneInput(const CFunc_16Tab1Mft& p) {
     clutPoints = 2;
-    m_in = CurveEntries(p.FuncInputTab(), 1, p.skipInputTab(), inputEnt);
+    inputEnt = 2;
+    m_in = {0, 65535};
     m_grid.assign(size_t(2) * outputChan, 0);
     std::fill(m_grid.begin() + outputChan, m_grid.end(), uint16_t(65535));
     outputEnt = CFunc_16Tab::kFastEntries;
     m_out.assign(size_t(outputEnt) * outputChan, 0);
-    uint16_t v[16], middle[16], out[16];
-    for (unsigned i = 0; i < outputEnt; ++i) {
-        std::fill_n(v, outputChan, uint16_t(i * 16));
-        p.FuncMiddleTab().Trn(v, middle);
-        if (p.skipOutputTab())
-            std::copy_n(middle, outputChan, out);
-        else
-            p.FuncOutputTab().Trn(middle, out);
-        for (unsigned c = 0; c < outputChan; ++c) m_out[size_t(c) * outputEnt + i] = out[c];
+    uint16_t out[16];
+    for (unsigned k = 0; k < outputEnt; ++k) {
+        const uint16_t x = uint16_t((k * 65535u + (outputEnt - 1) / 2) / (outputEnt - 1));
+        p.Trn(&x, out);
+        for (unsigned c = 0; c < outputChan; ++c) m_out[size_t(c) * outputEnt + k] = out[c];
     }
 }
 

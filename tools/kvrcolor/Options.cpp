@@ -60,8 +60,7 @@ void AddChainOptions(CLI::App& cmd, ChainOptions& options) {
     cmd.add_option("--step", options.steps,
                    "PROFILE:STEP[:INTENT], repeatable, source first; STEP is dev2pcs, pcs2dev, "
                    "preview, abstract or gamut. Replaces --from/--to")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false); // one profile per --step, so positionals may follow
 }
 
 enmRenderingIntent ParseIntent(const std::string& text) {
