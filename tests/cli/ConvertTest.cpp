@@ -541,3 +541,50 @@ TEST_F(ConvertTest, ExistingOutputIsReplacedAndNoTemporaryStays) {
 }
 
 } // namespace
+
+namespace {
+
+// The profiles that the build computes (target kvrdefaults) in the folder layout below
+// BasePath: an RGB photo without a profile goes to the default printer through the default
+// RGB profile, and grey through the default grey profile.
+TEST(ConvertWithBuiltDefaults, PhotoAndGreyImageWithoutProfilesGoToTheDefaultPrinter) {
+    const fs::path base = fs::path(KVR_BINARY_DIR) / "profiles";
+    const fs::path srgb = base / "InputRgb" / "kvr-srgb.icc";
+    const fs::path gray = base / "InputGray" / "kvr-gray.icc";
+    const fs::path printer = base / "Printer" / "kvr-cmyk.icc";
+    if (!fs::exists(srgb) || !fs::exists(gray) || !fs::exists(printer))
+        GTEST_SKIP() << "the default profiles are not built in " << base;
+    TempDir work;
+    const std::string ini = work / "settings.ini";
+    WriteIniWithBasePath(ini, base.string());
+
+    TiffSpec rgb;
+    auto rgbIn = TestSamples(rgb.SampleCount(), 8, 50);
+    rgbIn[0] = rgbIn[1] = rgbIn[2] = 255; // white first
+    WriteTiff(work / "photo.tif", rgb, rgbIn);
+    RunResult r = RunCli({"convert", work / "photo.tif", work / "print.tif", "-q"}, ini);
+    ASSERT_EQ(r.code, 0) << r.err;
+    TiffImage out = ReadTiff(work / "print.tif");
+    EXPECT_EQ(out.spec.icc, ReadBytes(printer.string()));
+    EXPECT_EQ(out.samples, LinkPixels({{srgb.string(), kDev2Pcs, IntentPerceptual},
+                                       {printer.string(), kPcs2Dev, IntentPerceptual}},
+                                      kRgb, 3, kCmyk, 4, rgbIn, 8));
+    // Paper white prints no ink.
+    EXPECT_EQ(std::vector<uint16_t>(out.samples.begin(), out.samples.begin() + 4),
+              (std::vector<uint16_t>{0, 0, 0, 0}));
+
+    TiffSpec grey;
+    grey.photometric = PHOTOMETRIC_MINISBLACK;
+    grey.samplesPerPixel = 1;
+    grey.bits = 16;
+    const auto greyIn = TestSamples(grey.SampleCount(), 16, 51);
+    WriteTiff(work / "grey.tif", grey, greyIn);
+    r = RunCli({"convert", work / "grey.tif", work / "grey-print.tif", "-q"}, ini);
+    ASSERT_EQ(r.code, 0) << r.err;
+    out = ReadTiff(work / "grey-print.tif");
+    EXPECT_EQ(out.samples, LinkPixels({{gray.string(), kDev2Pcs, IntentPerceptual},
+                                       {printer.string(), kPcs2Dev, IntentPerceptual}},
+                                      kGray, 1, kCmyk, 4, greyIn, 16));
+}
+
+} // namespace
