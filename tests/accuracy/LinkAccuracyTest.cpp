@@ -44,10 +44,12 @@
 //             CMYK to Lab at intents 4 and 5 is the relative answer, where lcms2 scales to the
 //             paper white (intent 4) or to the Lab profile's black (intent 5).
 //   [clip]    The absolute and black point stages of the native link work on 16-bit XYZ, which
-//             clips negative components to 0 and, in absolute, scales a colour lighter than the
-//             paper down to the paper's Y. lcms2 carries such values on in floating point.
-//             Inputs spread over the whole Lab encoding contain many such colours; the
-//             printable colours show the difference of these stages on real colours.
+//             clips components below 0 and above twice the white's and, in absolute, scales a
+//             colour lighter than the paper down to the paper's Y. lcms2 carries such values on
+//             in floating point. Of the Lab pixels spread over the whole encoding, 22 % have a
+//             negative XYZ component; on the project's printer at intent 5 they differ by
+//             17 dE on average and the others by 0.6. The printable colours show these stages
+//             on colours that matter.
 //   [preview] The native preview of a profile without preview tags is two steps, the way into
 //             the device at the caller's intent and back at relative colorimetric; black point
 //             compensation belongs to a step with a previous step, so at intent 5 neither step
@@ -107,8 +109,7 @@ const std::string kAdobe = kIccDir + "/compatibleWithAdobeRGB1998.icc";
 const std::string kGsDefault = kIccDir + "/ghostscript/default_cmyk.icc";
 const std::string kGsPs = kIccDir + "/ghostscript/ps_cmyk.icc";
 const std::string kFograData = kIccDir + "/FOGRA39L.ti3";
-const std::string kProjectDefault =
-    std::string(KVR_BINARY_DIR) + "/profiles/Printer/DefaultCMYK.icc";
+const std::string kProjectDefault = std::string(KVR_BINARY_DIR) + "/profiles/Printer/kvr-cmyk.icc";
 
 // Every test of this program runs in a process of its own under ctest, so the argyll profile is
 // made once per build tree and kept there.
@@ -467,37 +468,37 @@ const SBound kBounds[] = {
     {"Preview_fogra39_intent5", 1.075, 2.845, 10.448, "[preview]"},
     {"Preview_fogra39_intent5_printable", 1.963, 3.493, 5.506, "[preview]"},
     {"sRGB8_to_fogra39_intent2", 0.657, 1.635, 4.234, ""},
-    {"sRGB_to_project_intent1", 0.091, 0.263, 2.391, ""},
-    {"Lab_to_project_intent1", 0.159, 0.409, 2.841, ""},
-    {"Lab_to_project_intent1_printable", 0.376, 0.795, 2.512, ""},
-    {"project_to_Lab_intent1", 0.031, 0.064, 0.144, ""},
-    {"Preview_project_intent1", 0.172, 0.423, 2.877, ""},
-    {"Preview_project_intent1_printable", 0.416, 0.923, 2.653, ""},
-    {"sRGB_to_project_intent2", 0.091, 0.263, 2.391, ""},
-    {"Lab_to_project_intent2", 0.159, 0.409, 2.841, ""},
-    {"Lab_to_project_intent2_printable", 0.376, 0.795, 2.512, ""},
+    {"sRGB_to_project_intent1", 0.083, 0.240, 1.504, ""},
+    {"Lab_to_project_intent1", 0.153, 0.383, 1.955, ""},
+    {"Lab_to_project_intent1_printable", 0.312, 0.601, 1.249, ""},
+    {"project_to_Lab_intent1", 0.033, 0.063, 1.045, ""},
+    {"Preview_project_intent1", 0.163, 0.395, 1.921, ""},
+    {"Preview_project_intent1_printable", 0.341, 0.702, 1.002, ""},
+    {"sRGB_to_project_intent2", 0.096, 0.307, 1.336, ""},
+    {"Lab_to_project_intent2", 0.172, 0.427, 1.008, ""},
+    {"Lab_to_project_intent2_printable", 0.349, 0.698, 1.444, ""},
     {"project_to_Lab_intent2", 0.031, 0.064, 0.144, ""},
-    {"Preview_project_intent2", 0.172, 0.423, 2.877, ""},
-    {"Preview_project_intent2_printable", 0.416, 0.923, 2.653, ""},
-    {"sRGB_to_project_intent3", 0.091, 0.263, 2.391, ""},
-    {"Lab_to_project_intent3", 0.159, 0.409, 2.841, ""},
-    {"Lab_to_project_intent3_printable", 0.376, 0.795, 2.512, ""},
-    {"project_to_Lab_intent3", 0.031, 0.064, 0.144, ""},
-    {"Preview_project_intent3", 0.172, 0.423, 2.877, ""},
-    {"Preview_project_intent3_printable", 0.416, 0.923, 2.653, ""},
-    {"sRGB_to_project_intent4", 4.160, 8.800, 14.193, "[display] sRGB.icc D65 white"},
-    {"Lab_to_project_intent4", 0.883, 5.428, 13.811, "[clip]"},
-    {"Lab_to_project_intent4_printable", 0.365, 0.751, 2.453, ""},
+    {"Preview_project_intent2", 0.174, 0.423, 1.145, ""},
+    {"Preview_project_intent2_printable", 0.380, 0.804, 1.307, ""},
+    {"sRGB_to_project_intent3", 0.083, 0.240, 1.504, ""},
+    {"Lab_to_project_intent3", 0.153, 0.383, 1.955, ""},
+    {"Lab_to_project_intent3_printable", 0.312, 0.601, 1.249, ""},
+    {"project_to_Lab_intent3", 0.033, 0.063, 1.045, ""},
+    {"Preview_project_intent3", 0.163, 0.395, 1.921, ""},
+    {"Preview_project_intent3_printable", 0.341, 0.702, 1.002, ""},
+    {"sRGB_to_project_intent4", 5.295, 10.267, 14.199, "[display] sRGB.icc D65 white"},
+    {"Lab_to_project_intent4", 3.908, 26.109, 61.430, "[clip]"},
+    {"Lab_to_project_intent4_printable", 0.337, 0.660, 1.391, ""},
     {"project_to_Lab_intent4", 0.031, 0.064, 0.144, "[devpcs] no absolute stage"},
-    {"Preview_project_intent4", 0.894, 5.427, 13.832, "[clip]"},
-    {"Preview_project_intent4_printable", 0.416, 0.900, 2.578, ""},
-    {"sRGB_to_project_intent5", 0.090, 0.278, 1.587, ""},
-    {"Lab_to_project_intent5", 1.500, 9.238, 17.876, "[clip]"},
-    {"Lab_to_project_intent5_printable", 0.387, 0.862, 2.041, ""},
+    {"Preview_project_intent4", 3.918, 26.143, 61.298, "[clip]"},
+    {"Preview_project_intent4_printable", 0.375, 0.770, 1.258, ""},
+    {"sRGB_to_project_intent5", 0.096, 0.305, 0.965, ""},
+    {"Lab_to_project_intent5", 4.270, 28.613, 63.499, "[clip]"},
+    {"Lab_to_project_intent5_printable", 0.339, 0.670, 1.318, ""},
     {"project_to_Lab_intent5", 3.740, 9.181, 11.629, "[devpcs] no compensation"},
-    {"Preview_project_intent5", 1.516, 9.311, 17.835, "[clip]"},
-    {"Preview_project_intent5_printable", 0.399, 0.864, 1.468, ""},
-    {"sRGB8_to_project_intent2", 0.147, 0.337, 2.285, ""},
+    {"Preview_project_intent5", 4.275, 28.641, 63.495, "[clip]"},
+    {"Preview_project_intent5_printable", 0.382, 0.816, 1.172, ""},
+    {"sRGB8_to_project_intent2", 0.140, 0.350, 1.318, ""},
     {"gsDefault_to_gsPs_intent1", 2.030, 4.388, 6.414, "[v4perc]"},
     {"gsDefault_to_gsPs_intent2", 0.180, 0.473, 2.871, ""},
     {"gsDefault_to_gsPs_intent3", 2.030, 4.388, 6.414, "[v4perc]"},
@@ -508,11 +509,11 @@ const SBound kBounds[] = {
     {"gsPs_to_fogra39_intent3", 1.576, 6.939, 18.313, "[tables] ps_cmyk A2B grid of 5"},
     {"gsPs_to_fogra39_intent4", 1.650, 7.199, 18.686, "[tables] ps_cmyk A2B grid of 5"},
     {"gsPs_to_fogra39_intent5", 1.572, 5.932, 17.309, "[tables] ps_cmyk A2B grid of 5"},
-    {"fogra39_to_project_intent1", 0.408, 1.109, 3.535, ""},
-    {"fogra39_to_project_intent2", 0.408, 1.109, 3.535, ""},
-    {"fogra39_to_project_intent3", 0.408, 1.109, 3.535, ""},
-    {"fogra39_to_project_intent4", 0.405, 1.124, 4.188, ""},
-    {"fogra39_to_project_intent5", 0.346, 0.877, 2.315, ""},
+    {"fogra39_to_project_intent1", 0.311, 0.763, 1.504, ""},
+    {"fogra39_to_project_intent2", 0.370, 0.905, 2.233, ""},
+    {"fogra39_to_project_intent3", 0.311, 0.763, 1.504, ""},
+    {"fogra39_to_project_intent4", 0.353, 0.865, 2.079, ""},
+    {"fogra39_to_project_intent5", 0.333, 0.811, 1.833, ""},
     {"sRGB_to_AdobeRGB_intent1", 0.076, 0.247, 2.467, ""},
     {"sRGB_to_AdobeRGB_intent2", 0.076, 0.247, 2.467, ""},
     {"sRGB_to_AdobeRGB_intent4", 0.197, 0.590, 4.234, "[display] sRGB.icc D65 white"},
@@ -520,7 +521,7 @@ const SBound kBounds[] = {
     {"sRGB_D65_to_gsDefault_intent4", 0.144, 0.371, 1.791, ""},
     {"sRGB_D65_to_gsPs_intent4", 0.091, 0.320, 1.510, ""},
     {"sRGB_D65_to_fogra39_intent4", 0.637, 1.626, 4.263, ""},
-    {"sRGB_D65_to_project_intent4", 0.090, 0.269, 2.522, ""},
+    {"sRGB_D65_to_project_intent4", 0.097, 0.314, 1.572, ""},
 };
 // clang-format on
 
@@ -843,8 +844,8 @@ struct SGamutBound {
 const SGamutBound kGamutBounds[] = {
     {"Gamut_fogra39", 0.9989, 153.0},
     {"Gamut_fogra39_printable", 0.9960, 36.9},
-    {"Gamut_project", 0.9916, 74.8},
-    {"Gamut_project_printable", 0.9842, 91.2},
+    {"Gamut_project", 0.9971, 6.8},
+    {"Gamut_project_printable", 0.9795, 0.9},
 };
 // clang-format on
 
