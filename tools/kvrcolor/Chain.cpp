@@ -135,53 +135,60 @@ PixelSpace ImpliedInputSpace(const ChainOptions& options) {
     return RgbSpace();
 }
 
+namespace {
+
+// --step given: exactly those steps.
+ResolvedChain ChainOfSteps(const ChainOptions& options, enmRenderingIntent intent,
+                           const PixelSpace& input, const std::string& inputName) {
+    if (!options.from.empty() || !options.to.empty())
+        throw CliError(kExitUsage, "--step cannot be combined with --from or --to");
+    ResolvedChain chain;
+    chain.in = input;
+    for (const auto& text : options.steps) chain.steps.push_back(ParseStep(text, intent));
+    CheckFirstStep(ReadProfileFacts(chain.steps.front().path), chain.steps.front().kind, input,
+                   inputName);
+    const StepSpec& last = chain.steps.back();
+    chain.out = StepOutput(ReadProfileFacts(last.path), last.kind);
+    if (last.kind == CMdlColorLink::ProfStepPcsToDev) chain.outputProfile = last.path;
+    return chain;
+}
+
+// The profile embedded in the image as the source, written out for the link; it must be a
+// profile of the pixels' space.
+std::string EmbeddedSource(ResolvedChain& chain, const std::vector<uint8_t>& embedded,
+                           const std::string& inputName) {
+    chain.embedded = std::make_unique<TempProfileFile>(embedded);
+    ProfileFacts facts;
+    try {
+        facts = ReadProfileFacts(chain.embedded->path());
+    } catch (const CliError&) {
+        throw CliError(kExitProfile,
+                       inputName +
+                           ": the embedded profile is not a valid ICC profile; give --from");
+    }
+    const auto space = SpaceOfSignature(facts.colorSpace);
+    if (!space || !(*space == chain.in))
+        throw CliError(kExitProfile, inputName + ": the embedded profile is " +
+                                         SigText(facts.colorSpace) + ", the pixels are " +
+                                         SpaceName(chain.in) + "; give --from");
+    return chain.embedded->path();
+}
+} // namespace
+
 ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
                            const std::string& inputName, const std::vector<uint8_t>& embedded) {
     const enmRenderingIntent intent =
         options.intent.empty() ? kDefaultIntent : ParseIntent(options.intent);
+    if (!options.steps.empty()) return ChainOfSteps(options, intent, input, inputName);
+
     ResolvedChain chain;
     chain.in = input;
-
-    if (!options.steps.empty()) {
-        if (!options.from.empty() || !options.to.empty())
-            throw CliError(kExitUsage, "--step cannot be combined with --from or --to");
-        for (const auto& text : options.steps) chain.steps.push_back(ParseStep(text, intent));
-        std::vector<ProfileFacts> facts;
-        for (const auto& s : chain.steps) facts.push_back(ReadProfileFacts(s.path));
-        CheckFirstStep(facts.front(), chain.steps.front().kind, input, inputName);
-        const StepSpec& last = chain.steps.back();
-        chain.out = StepOutput(facts.back(), last.kind);
-        if (last.kind == CMdlColorLink::ProfStepPcsToDev) chain.outputProfile = last.path;
-        chain.sourceNote = "steps";
-        return chain;
-    }
-
     // Source: --from, the embedded profile, or the default of the space. Lab pixels are in
     // the connection space already and need none.
-    std::string source;
-    if (!options.from.empty()) {
-        source = options.from;
-        chain.sourceNote = "--from";
-    } else if (input.model != ColourModel::Lab && !embedded.empty()) {
-        chain.embedded = std::make_shared<TempProfileFile>(embedded);
-        source = chain.embedded->path();
-        chain.sourceNote = "embedded";
-        ProfileFacts facts;
-        try {
-            facts = ReadProfileFacts(source);
-        } catch (const CliError&) {
-            throw CliError(kExitProfile, inputName + ": the embedded profile is not a valid ICC "
-                                                     "profile; give --from");
-        }
-        const auto space = SpaceOfSignature(facts.colorSpace);
-        if (!space || !(*space == input))
-            throw CliError(kExitProfile, inputName + ": the embedded profile is " +
-                                             SigText(facts.colorSpace) + ", the pixels are " +
-                                             SpaceName(input) + "; give --from");
-    } else if (input.model != ColourModel::Lab) {
-        source = DefaultSource(input, inputName);
-        chain.sourceNote = "default";
-    }
+    std::string source = options.from;
+    if (source.empty() && input.model != ColourModel::Lab)
+        source = embedded.empty() ? DefaultSource(input, inputName)
+                                  : EmbeddedSource(chain, embedded, inputName);
 
     std::string destination = options.to;
     if (destination.empty()) {
@@ -192,7 +199,9 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
     }
     const ProfileFacts dst = ReadProfileFacts(destination);
 
-    if (!source.empty()) {
+    if (source.empty()) {
+        CheckFirstStep(dst, CMdlColorLink::ProfStepPcsToDev, input, inputName);
+    } else {
         const ProfileFacts src = ReadProfileFacts(source);
         // An embedded profile was checked against the pixels above, naming the image.
         if (!chain.embedded) CheckFirstStep(src, CMdlColorLink::ProfStepDevToPcs, input, inputName);
@@ -204,12 +213,9 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
             SameFile(source, destination)) {
             chain.out = input;
             chain.outputProfile = destination;
-            chain.sourceNote = "same profile";
             return chain;
         }
         chain.steps.push_back({source, CMdlColorLink::ProfStepDevToPcs, intent});
-    } else {
-        CheckFirstStep(dst, CMdlColorLink::ProfStepPcsToDev, input, inputName);
     }
     chain.steps.push_back({destination, CMdlColorLink::ProfStepPcsToDev, intent});
     chain.out = StepOutput(dst, CMdlColorLink::ProfStepPcsToDev);

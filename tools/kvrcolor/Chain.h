@@ -22,8 +22,7 @@ struct ResolvedChain {
     // embedded in the output image; empty for connection-space or gamut output.
     std::string outputProfile;
     // A profile embedded in the input, written out for the link while it is built.
-    std::shared_ptr<TempProfileFile> embedded;
-    std::string sourceNote; // where the source profile came from, for messages
+    std::unique_ptr<TempProfileFile> embedded;
 };
 
 // The chain for pixels of `input`. `inputName` names the pixels' origin in messages (the image
