@@ -287,6 +287,11 @@ TEST(Settings, ShippedIniFileListsEveryEntryWithItsDefault) {
     CIniFile ini(W(file));
     for (const _INIENTRY* e : AllIniEntries()) {
         const std::wstring marker = L"\x01missing";
+        if (e == &IniCpBasePath) {
+            // Its default is the folder the build installs to, so the file leaves it unset.
+            EXPECT_EQ(ini.GetString(e->section, e->key, marker.c_str()), marker);
+            continue;
+        }
         EXPECT_EQ(ini.GetString(e->section, e->key, marker.c_str()), e->def)
             << "[" << WideToUtf8(e->section) << "] " << WideToUtf8(e->key);
     }
@@ -298,7 +303,9 @@ TEST(Settings, ShippedIniFileListsEveryEntryWithItsDefault) {
     std::ifstream in(file);
     std::string line, section;
     size_t keys = 0;
+    bool basePathDocumented = false;
     while (std::getline(in, line)) {
+        if (line.rfind(";BasePath=", 0) == 0) basePathDocumented = true;
         if (line.empty() || line[0] == ';' || line[0] == '#') continue;
         if (line[0] == '[') {
             section = line.substr(1, line.find(']') - 1);
@@ -308,7 +315,8 @@ TEST(Settings, ShippedIniFileListsEveryEntryWithItsDefault) {
         EXPECT_TRUE(known[section].count(key)) << "unknown key [" << section << "] " << key;
         ++keys;
     }
-    EXPECT_EQ(keys, AllIniEntries().size());
+    EXPECT_TRUE(basePathDocumented);
+    EXPECT_EQ(keys + 1, AllIniEntries().size()); // every entry but the base path
 }
 
 TEST(Settings, EntriesOfTheColourCodeHaveTheirDefaults) {
