@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh --test-data
 jobs=$(nproc)
 
-# No debug information in either build: it roughly doubles the compile and link time that the
+# No debug information in either build: it adds much of the compile and link time that the
 # test run spends, and failures are reported by the tests and the sanitizers' own traces.
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O2 >/dev/null
 cmake --build build -j"$jobs"
