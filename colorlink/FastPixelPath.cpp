@@ -216,7 +216,7 @@ public:
 #if defined(__SSE2__)
             const uint8_t* lut = lut8.data();
             uint64_t lastKey = 0;
-            uint8_t last[4] = {};
+            uint32_t last = 0; // the bytes of the last result, channel 0 lowest
             for (unsigned k = 0; k < count; ++k, src += In, dst += NOut) {
                 const uint64_t key = PixelKey<In>(src);
                 if (k == 0 || key != lastKey) {
@@ -225,12 +225,13 @@ public:
                     const __m128i v = InterpolateLanes<In, NOut>(grid + cell.base, cell);
                     // Top 12 bits of each 16-bit result: the index of the output table.
                     const __m128i i = _mm_srli_epi32(_mm_slli_epi32(v, 16), 16 + kCurveShift);
-                    last[0] = lut[Lane<0>(i)];
-                    last[1] = lut[kCurveEntries + Lane<1>(i)];
-                    last[2] = lut[2 * kCurveEntries + Lane<2>(i)];
-                    if constexpr (NOut == 4) last[3] = lut[3 * kCurveEntries + Lane<3>(i)];
+                    last = uint32_t(lut[Lane<0>(i)]) |
+                           uint32_t(lut[kCurveEntries + Lane<1>(i)]) << 8 |
+                           uint32_t(lut[2 * kCurveEntries + Lane<2>(i)]) << 16;
+                    if constexpr (NOut == 4)
+                        last |= uint32_t(lut[3 * kCurveEntries + Lane<3>(i)]) << 24;
                 }
-                std::memcpy(dst, last, NOut);
+                for (unsigned c = 0; c < NOut; ++c) dst[c] = uint8_t(last >> 8 * c);
             }
 #endif
         } else {
@@ -251,19 +252,19 @@ public:
         if constexpr (kLanes) {
 #if defined(__SSE2__)
             uint64_t lastKey = 0;
-            uint16_t last[4] = {};
+            uint64_t last = 0; // the samples of the last result, channel 0 lowest
             for (unsigned k = 0; k < count; ++k, src += In, dst += NOut) {
                 const uint64_t key = PixelKey<In>(src);
                 if (k == 0 || key != lastKey) {
                     lastKey = key;
                     const Cell<In> cell = Locate(Axes16(src).p);
                     const __m128i v = InterpolateLanes<In, NOut>(grid + cell.base, cell);
-                    last[0] = OutputCurve(0, Lane<0>(v));
-                    last[1] = OutputCurve(1, Lane<1>(v));
-                    last[2] = OutputCurve(2, Lane<2>(v));
-                    if constexpr (NOut == 4) last[3] = OutputCurve(3, Lane<3>(v));
+                    last = uint64_t(OutputCurve(0, Lane<0>(v))) |
+                           uint64_t(OutputCurve(1, Lane<1>(v))) << 16 |
+                           uint64_t(OutputCurve(2, Lane<2>(v))) << 32;
+                    if constexpr (NOut == 4) last |= uint64_t(OutputCurve(3, Lane<3>(v))) << 48;
                 }
-                std::memcpy(dst, last, NOut * sizeof(uint16_t));
+                for (unsigned c = 0; c < NOut; ++c) dst[c] = uint16_t(last >> 16 * c);
             }
 #endif
         } else {

@@ -6,8 +6,11 @@
 //   sample alone (input curve, node index and fraction along its axis) is read from a table
 //   made once per input byte, or computed once per sample at 16 bits without a virtual call;
 //   the interpolation itself is the grid's arithmetic, wrap-around and rounding included, read
-//   from the grid's nodes; output curve and high byte are one 4096-entry table per channel,
-//   since a 16-bit curve only reads the top 12 bits of its input.
+//   from the grid's nodes (the 16-bit samples, a quarter of the size of the difference tables
+//   the grid's own Trn reads, so more of them stay in cache); output curve and high byte are
+//   one 4096-entry table per channel, since a 16-bit curve only reads the top 12 bits of its
+//   input. With three or four outputs all channels are interpolated together in SSE2 lanes,
+//   and a pixel equal to the one before it takes over that pixel's result.
 // - CFunc_16Tab1Mft: every stage reads 12 bits, so the whole result depends on the top 12 bits
 //   of the input (16 bits) or on the byte itself (8 bits) and is tabulated once through the
 //   table's own Trn.
