@@ -1,9 +1,10 @@
 // kvrcolor convert IN OUT: an image through a chain of profiles with the native engine.
 //
-// The image streams through in bands of rows: read a band, convert it on all threads, write
-// it. A band holds about 4 MiB of samples, so that memory stays bounded whatever the size of
-// the image, and the output does not depend on the number of threads (each band is one run of
-// the library's parallel pixel loop, which gives the serial result).
+// The image streams through in bands of rows: read a band, convert it on the threads of
+// --threads (all cores by default), write it. A band holds about 4 MiB of samples, so that
+// memory stays bounded whatever the size of the image. The output does not depend on the
+// number of threads: each band is one run of the library's parallel pixel loop, which gives
+// the serial result.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -42,7 +43,7 @@ void Transform(CColorLink& link, const uint16_t* src, uint16_t* dst, size_t n, u
     TrnPixels16Parallel(link, src, dst, n, threads);
 }
 
-// Work buffers of one band, in samples of the image's width.
+// Work buffers of one band of rows, in samples.
 template <class T> struct Band {
     std::vector<T> in, out;             // whole pixels as in the files
     std::vector<T> colourIn, colourOut; // colour channels alone, when there are extra channels
