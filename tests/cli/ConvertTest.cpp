@@ -2,7 +2,10 @@
 // built in the test on the same input; the embedded profile, extra channels, defaults, threads,
 // compression and bands.
 #include <gtest/gtest.h>
+#include <png.h>
 #include <tiffio.h>
+
+#include <cstdio>
 
 #include <cmath>
 #include <memory>
@@ -383,6 +386,43 @@ INSTANTIATE_TEST_SUITE_P(Layouts, ConvertPngTest,
                                            PngCase{8, 4}, PngCase{16, 4}),
                          PngCaseName);
 
+// A palette PNG is expanded to RGB on reading.
+TEST_F(ConvertTest, PalettePngIsConvertedAsItsRgbColours) {
+    const uint32_t w = 64, h = 48;
+    std::vector<png_color> palette(256);
+    for (unsigned i = 0; i < 256; ++i)
+        palette[i] = {png_byte(i), png_byte(255 - i), png_byte(i * 7)};
+    const auto index = TestSamples(size_t(w) * h, 8, 35);
+    {
+        FILE* f = std::fopen((work / "palette.png").c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+        png_infop info = png_create_info_struct(png);
+        ASSERT_EQ(setjmp(png_jmpbuf(png)), 0);
+        png_init_io(png, f);
+        png_set_IHDR(png, info, w, h, 8, PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE,
+                     PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        png_set_PLTE(png, info, palette.data(), 256);
+        png_write_info(png, info);
+        std::vector<png_byte> row(w);
+        for (uint32_t y = 0; y < h; ++y) {
+            for (uint32_t x = 0; x < w; ++x) row[x] = png_byte(index[y * w + x]);
+            png_write_row(png, row.data());
+        }
+        png_write_end(png, info);
+        png_destroy_write_struct(&png, &info);
+        std::fclose(f);
+    }
+    std::vector<uint16_t> rgb;
+    for (const uint16_t i : index)
+        rgb.insert(rgb.end(), {palette[i].red, palette[i].green, palette[i].blue});
+    const TiffImage out = Convert(work / "palette.png", {"--from", s_p.rgb, "--to", s_p.cmyk});
+    const auto expected =
+        LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}, {s_p.cmyk, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kCmyk, 4, rgb, 8);
+    ExpectPixels(out, 4, expected, rgb, 3, 3);
+}
+
 TEST_F(ConvertTest, EmbeddedProfileIsTheSourceWithoutFrom) {
     TiffSpec spec;
     spec.icc = ReadBytes(s_p.rgbAlt);
@@ -434,6 +474,14 @@ TEST_F(ConvertTest, DefaultProfilesComeFromTheProfileFolders) {
         out, 4,
         LinkPixels({{(base.path() / "InputRgb" / "b.icc").string(), kDev2Pcs, IntentPerceptual},
                     {printer, kPcs2Dev, IntentPerceptual}},
+                   kRgb, 3, kCmyk, 4, rgbIn, 8),
+        rgbIn, 3, 3);
+    // The file named by InputRgb in the settings (sRGB.icc by default) wins over the first.
+    fs::copy_file(s_p.rgb, base.path() / "InputRgb" / "sRGB.icc");
+    out = Convert(work / "rgb.tif", {}, ini);
+    ExpectPixels(
+        out, 4,
+        LinkPixels({{s_p.rgb, kDev2Pcs, IntentPerceptual}, {printer, kPcs2Dev, IntentPerceptual}},
                    kRgb, 3, kCmyk, 4, rgbIn, 8),
         rgbIn, 3, 3);
 

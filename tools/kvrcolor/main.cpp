@@ -35,11 +35,14 @@ destination is --to, else the first profile in <BasePath>/Printer. BasePath is t
 of [ColorProfiles] in the settings file ($KVR_INI, else ~/.config/kvrcolor/kvrcolor.ini).
 With --step, the chain is exactly the steps given, source first.
 
-Images: input TIFF (strips, chunky, 8 or 16 bits: RGB, CMYK, 2-15 inks, CIELAB, ICCLAB,
-grey; MINISWHITE grey is inverted on reading; extra samples such as alpha are copied
-unchanged) or PNG (8 or 16 bits, grey or RGB, with or without alpha, not interlaced).
-Output is always TIFF, with the input's bit depth, the output space's photometric, the
-destination profile embedded. Grey output is not supported by the native engine.
+Images: input TIFF (first image; strips, chunky, 8 or 16 bits: RGB, CMYK, 2-15 inks,
+CIELAB, ICCLAB, grey; MINISWHITE grey is inverted on reading; extra samples such as alpha are
+copied unchanged) or PNG (8 or 16 bits, grey, RGB or palette, with or without alpha, not
+interlaced). Refused: tiled or planar-separate TIFF, other depths, floating point, other
+photometrics, interlaced PNG. Output is always TIFF, with the input's bit depth, the output
+space's photometric, the destination profile embedded. Grey output is not supported by the
+native engine, nor tables of more than four inputs: an image of 5 or more inks converts only
+to the same profile it is in (its inks are then copied unchanged).
 
 Rendering intents (name or number):
 )" + IntentTable() +
