@@ -416,13 +416,31 @@ TEST_F(ProfileChainTest, AbsoluteIntentUndoesTheMediaWhiteOnlyOnStepsOutOfTheCon
         EXPECT_NE(dynamic_cast<const CXYZRelAbs*>(t.pXYZRelAbs.get()), nullptr);
         sameAs(t.pXYZRelAbs.get(), CXYZRelAbs(white));
     }
-    for (int kind : {kDevToPcs, kAbstract}) {
+    // Into the connection space never, not even from a Lab or XYZ colour space.
+    ProfileSpec labSpace;
+    labSpace.deviceClass = icSigColorSpaceClass;
+    labSpace.colorSpace = icSigLabData;
+    labSpace.pcs = icSigXYZData;
+    labSpace.mediaWhite = white;
+    labSpace.tables = {PcsToPcs(icSigAToB0Tag, 2, [](double l) { return l; })};
+    ProfileSpec xyzSpace = labSpace;
+    xyzSpace.colorSpace = icSigXYZData;
+    xyzSpace.pcs = icSigLabData;
+    const auto labSpacePath = WriteProfile(dir, "labspace.icc", labSpace);
+    const auto xyzSpacePath = WriteProfile(dir, "xyzspace.icc", xyzSpace);
+    for (const auto* path : {&labSpacePath, &xyzSpacePath, &xyzPath}) {
         CColorLink link(nullptr);
-        ASSERT_EQ(link.AddProfile(kind == kAbstract ? labPath.c_str() : xyzPath.c_str(), kind,
-                                  IntentAbsolute),
-                  1);
-        EXPECT_EQ(link.Tags().At(0).pLabRelAbs, nullptr) << kind;
-        EXPECT_EQ(link.Tags().At(0).pXYZRelAbs, nullptr) << kind;
+        ASSERT_EQ(link.AddProfile(path->c_str(), kDevToPcs, IntentAbsolute), 1);
+        EXPECT_TRUE(IsPcsSpace(link.Tags().At(0).InSpace) || path == &xyzPath);
+        EXPECT_EQ(link.Tags().At(0).pLabRelAbs, nullptr);
+        EXPECT_EQ(link.Tags().At(0).pXYZRelAbs, nullptr);
+    }
+    // Nor an abstract step.
+    {
+        CColorLink link(nullptr);
+        ASSERT_EQ(link.AddProfile(labPath.c_str(), kAbstract, IntentAbsolute), 1);
+        EXPECT_EQ(link.Tags().At(0).pLabRelAbs, nullptr);
+        EXPECT_EQ(link.Tags().At(0).pXYZRelAbs, nullptr);
     }
     // Other intents never.
     for (int intent : {0, 1, 2, 3, 5}) {
