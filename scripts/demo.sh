@@ -7,14 +7,12 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 
-# The install prefix decides the compiled-in profile base path, share/kvrcolor/profiles below it.
-# The base path is also given by name, as a build/ configured before with another prefix keeps
-# its cached value.
+# build/ as every script configures it: installed below build/install, whose
+# share/kvrcolor/profiles is the compiled-in profile base path.
 profiles="$PWD/build/install/share/kvrcolor/profiles"
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$PWD/build/install" \
-    -DKVR_PROFILE_BASE="$profiles" >/dev/null
+bash scripts/configure.sh
 echo "Building the command-line tool, the image generator and the default profiles" \
-    "(the first time, computing the printer profile's tables takes several minutes) ..."
+    "(the first time takes a few minutes; the generators themselves run for seconds) ..."
 cmake --build build -j"$(nproc)" --target kvrcolor_cli kvrmkimage kvrdefaults >/dev/null
 cmake --install build >/dev/null
 

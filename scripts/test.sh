@@ -8,7 +8,7 @@ jobs=$(nproc)
 
 # No debug information in either build: it adds much of the compile and link time that the
 # test run spends, and failures are reported by the tests and the sanitizers' own traces.
-cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O2 >/dev/null
+bash scripts/configure.sh
 cmake --build build -j"$jobs"
 (cd build && ctest --output-on-failure -j"$jobs")
 
