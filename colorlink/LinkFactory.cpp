@@ -3,7 +3,7 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "colorlink/MdlColorLink.h"
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 
 CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
     // Read afresh on each call, so a changed setting acts from the next link on.

@@ -1,4 +1,4 @@
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,8 +14,8 @@
 #include "colorfunc/DeviceModels.h"
 #include "colorfunc/InversFunc.h"
 #include "colorfunc/WidthAdapters.h"
-#include "colorlink/FastPixelPath.h"
 #include "colorlink/LinkSignatures.h"
+#include "colorlink/native/FastPixelPath.h"
 #include "gridtable/BuiltInMft.h"
 #include "gridtable/TabMftX.h"
 

@@ -1,4 +1,4 @@
-#include "colorlink/ColorTag.h"
+#include "colorlink/native/ColorTag.h"
 
 #include <exception>
 

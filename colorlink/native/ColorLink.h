@@ -13,8 +13,8 @@
 
 #include "base/Object.h"
 #include "colorfunc/Func.h"
-#include "colorlink/ColorTag.h"
 #include "colorlink/MdlColorLink.h"
+#include "colorlink/native/ColorTag.h"
 #include "gridtable/Mft.h"
 #include "gridtable/TabMft.h"
 

@@ -1,4 +1,4 @@
-#include "colorlink/FastPixelPath.h"
+#include "colorlink/native/FastPixelPath.h"
 
 #include <cstring>
 #include <typeinfo>
