@@ -525,20 +525,24 @@ void CColorLink::TrnPixels8(const unsigned char* src, unsigned char* dst, unsign
     }
     if (pFast && pFast->Trn8(src, dst, count)) return;
     if (int(m_nOutChannels) > nTabOutChannels) std::memset(dst, 0, size_t(count) * m_nOutChannels);
+    // The table is chosen once for the run: an 8-bit one, where there is one, converts alone.
+    if (pFunc8) {
+        const auto& f8 = *pFunc8;
+        for (unsigned k = 0; k < count; ++k, src += m_nInChannels, dst += m_nOutChannels)
+            f8.Trn(src, dst);
+        return;
+    }
     // Channels the table does not write read as 0, which is what the fill above intends.
     unsigned short in[kMaxPixelChannels] = {};
     unsigned short out[kMaxPixelChannels] = {};
     // The work buffers hold 16 channels a side; wider callers' samples beyond are not touched.
     const unsigned nIn = std::min(m_nInChannels, kMaxPixelChannels);
     const unsigned nOut = std::min(m_nOutChannels, kMaxPixelChannels);
+    const CFunc_16& f16 = *pFunc16;
     for (unsigned k = 0; k < count; ++k, src += m_nInChannels, dst += m_nOutChannels) {
-        if (pFunc8) {
-            pFunc8->Trn(src, dst);
-            continue;
-        }
         // 8 to 16 bits is x * 257, so 255 reaches the table as 65535; back is the high byte.
         for (unsigned c = 0; c < nIn; ++c) in[c] = uint16_t(src[c] * 257u);
-        pFunc16->Trn(in, out);
+        f16.Trn(in, out);
         for (unsigned c = 0; c < nOut; ++c) dst[c] = uint8_t(out[c] >> 8);
     }
 }
