@@ -38,8 +38,8 @@
 #include <thread>
 #include <vector>
 
-#include "colorlink/ColorLink.h"
 #include "colorlink/ParallelTrn.h"
+#include "colorlink/native/ColorLink.h"
 
 namespace {
 

@@ -1,30 +1,22 @@
-// ICC colour-space signatures as the native link compares them, and the groups it tests for.
+// Groups of ICC colour spaces that a link tests for, on top of the signatures of
+// icc/IccRecords.h.
 #pragma once
 
-#include <cstdint>
+#include "icc/IccRecords.h"
 
-constexpr unsigned LinkSig(const char (&s)[5]) {
-    return (unsigned(uint8_t(s[0])) << 24) | (unsigned(uint8_t(s[1])) << 16) |
-           (unsigned(uint8_t(s[2])) << 8) | unsigned(uint8_t(s[3]));
-}
-
-inline constexpr unsigned kSigRgb = LinkSig("RGB "), kSigCmyk = LinkSig("CMYK"),
-                          kSigLab = LinkSig("Lab "), kSigXyz = LinkSig("XYZ "),
-                          kSigGray = LinkSig("GRAY"), kSigGamut = LinkSig("gamt");
-
-inline bool IsPcsSpace(unsigned s) {
-    return s == kSigLab || s == kSigXyz;
+inline bool IsPcsSpace(icColorSpaceSignature s) {
+    return s == icSigLabData || s == icSigXYZData;
 }
 
 // n-colour spaces of 5 to 15 colours ('5CLR'..'9CLR', 'ACLR'..'FCLR').
-inline bool IsNClrSpace5To15(unsigned s) {
+inline bool IsNClrSpace5To15(icColorSpaceSignature s) {
     const unsigned lead = s >> 24;
-    return (s & 0x00FFFFFFu) == (LinkSig("0CLR") & 0x00FFFFFFu) &&
+    return (s & 0x00FFFFFFu) == (icSig5colorData & 0x00FFFFFFu) &&
            ((lead >= '5' && lead <= '9') || (lead >= 'A' && lead <= 'F'));
 }
 
 // The device spaces between which a missing table is bridged by copying channels: CMYK,
 // 4CLR and 5CLR to FCLR.
-inline bool IsBridgeableDeviceSpace(unsigned s) {
-    return s == kSigCmyk || s == LinkSig("4CLR") || IsNClrSpace5To15(s);
+inline bool IsBridgeableDeviceSpace(icColorSpaceSignature s) {
+    return s == icSigCmykData || s == icSig4colorData || IsNClrSpace5To15(s);
 }

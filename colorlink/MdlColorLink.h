@@ -82,5 +82,6 @@ public:
 };
 
 // Makes a new link of the back-end that the settings choose, read afresh on each call.
-// The caller owns the result.
+// The caller owns the result. Defined with the other factories in LinkFactory.cpp, apart from
+// the back-ends, which depend on this interface and never on the factories.
 CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings);

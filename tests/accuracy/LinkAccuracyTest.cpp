@@ -91,7 +91,7 @@
 #include <string>
 #include <vector>
 
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 
 namespace fs = std::filesystem;
 

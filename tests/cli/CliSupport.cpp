@@ -20,7 +20,7 @@
 
 #include "base/Settings.h"
 #include "base/WideString.h"
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 #include "icc/IccProfileGen.h"
 
 extern char** environ;

@@ -10,7 +10,7 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "LinkTestUtil.h"
-#include "colorlink/ColorLink.h"
 #include "colorlink/ParallelTrn.h"
+#include "colorlink/native/ColorLink.h"
 
 namespace {
 

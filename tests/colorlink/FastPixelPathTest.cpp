@@ -19,8 +19,8 @@
 #include <string>
 #include <vector>
 
-#include "colorlink/ColorLink.h"
-#include "colorlink/FastPixelPath.h"
+#include "colorlink/native/ColorLink.h"
+#include "colorlink/native/FastPixelPath.h"
 #include "gridtable/TabMftX.h"
 
 namespace {

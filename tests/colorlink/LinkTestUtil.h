@@ -17,7 +17,7 @@
 #include "colorfunc/Colorimetric.h"
 #include "colorfunc/ConcatFunc.h"
 #include "colorfunc/InversFunc.h"
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 #include "gridtable/TabMft.h"
 #include "gridtable/TabMftX.h"
 #include "icc/IccProfileGen.h"

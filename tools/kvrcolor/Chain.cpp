@@ -6,7 +6,7 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 #include "icc/IccRecords.h"
 
 namespace fs = std::filesystem;

@@ -20,8 +20,8 @@
 #include "SampleCodec.h"
 #include "TempOutput.h"
 #include "TiffWriter.h"
-#include "colorlink/ColorLink.h"
 #include "colorlink/ParallelTrn.h"
+#include "colorlink/native/ColorLink.h"
 
 namespace {
 

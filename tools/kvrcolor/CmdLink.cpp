@@ -5,7 +5,7 @@
 #include "CliError.h"
 #include "Commands.h"
 #include "DeviceLinkWriter.h"
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,8 +14,8 @@
 #include "colorfunc/DeviceModels.h"
 #include "colorfunc/InversFunc.h"
 #include "colorfunc/WidthAdapters.h"
-#include "colorlink/FastPixelPath.h"
 #include "colorlink/LinkSignatures.h"
+#include "colorlink/native/FastPixelPath.h"
 #include "gridtable/BuiltInMft.h"
 #include "gridtable/TabMftX.h"
 
@@ -35,8 +35,8 @@ constexpr unsigned kMaxSide = CColorLink::kMaxPixelChannels;
 // The n-colour spaces accepted as LinkFmtNColor output: 5 to 12 colours. Spaces of 2, 3, 4,
 // 13, 14 and 15 colours are deliberately not among them.
 bool IsNColorOutputSpace(unsigned space) {
-    return IsNClrSpace5To15(space) && space != LinkSig("DCLR") && space != LinkSig("ECLR") &&
-           space != LinkSig("FCLR");
+    return IsNClrSpace5To15(space) && space != icSig13colorData && space != icSig14colorData &&
+           space != icSig15colorData;
 }
 
 // Building blocks of the chain. To append f is to make the chain the inner function of a new
@@ -77,7 +77,7 @@ Chain TagFuncClone(CColorTag& tag, bool skipInput, bool skipOutput) {
 }
 Chain TagFuncHead(CColorTag& tag) {
     Chain f = TagFuncClone(tag, true, false);
-    if (tag.bFrom8Bit && tag.OutSpace == kSigLab)
+    if (tag.bFrom8Bit && tag.OutSpace == icSigLabData)
         Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
     return f;
 }
@@ -86,15 +86,15 @@ Chain TagFuncOnly(CColorTag& tag) {
 }
 Chain TagFuncTail(CColorTag& tag) {
     Chain f = TagFuncClone(tag, false, true);
-    if (tag.bFrom8Bit && tag.InSpace == kSigLab) Prepend(f, new CL8To16);
+    if (tag.bFrom8Bit && tag.InSpace == icSigLabData) Prepend(f, new CL8To16);
     return f;
 }
 Chain TagFuncMiddle(CColorTag& tag) {
     Chain f = std::make_unique<CConcatFunc_16>(static_cast<const CFunc_16&>(*tag.pFunc16));
     tag.pFunc16->InitMftTrn();
-    if (tag.bFrom8Bit && tag.OutSpace == kSigLab)
+    if (tag.bFrom8Bit && tag.OutSpace == icSigLabData)
         Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
-    if (tag.bFrom8Bit && tag.InSpace == kSigLab) Prepend(f, new CL8To16);
+    if (tag.bFrom8Bit && tag.InSpace == icSigLabData) Prepend(f, new CL8To16);
     return f;
 }
 
@@ -215,26 +215,26 @@ bool CColorLink::CheckFormats(unsigned inFormat, unsigned nIn, unsigned outForma
         FirstSpace == kNoSpace && LastSpace == kNoSpace && inFormat == outFormat && nIn == nOut;
     switch (outFormat) {
     case LinkFmtRgb:
-        if (LastSpace == kSigRgb) ok = true;
+        if (LastSpace == icSigRgbData) ok = true;
         break;
     case LinkFmtCmyk:
-        if (LastSpace == kSigCmyk) ok = true;
+        if (LastSpace == icSigCmykData) ok = true;
         break;
     case LinkFmtGamut:
-        if (LastSpace == kSigGamut) ok = true;
-        if (LastSpace == kSigRgb) ok = flags.GamutOfRgb = true;
+        if (LastSpace == icSigGamutTag) ok = true;
+        if (LastSpace == icSigRgbData) ok = flags.GamutOfRgb = true;
         break;
     case LinkFmtNColor:
         if (IsNColorOutputSpace(LastSpace)) ok = true;
         break;
     case LinkFmtLab:
-        if (LastSpace == kSigLab) ok = true;
-        if (LastSpace == kSigXyz) ok = flags.OutIsXYZ = true;
-        if (LastSpace == kSigCmyk) {
+        if (LastSpace == icSigLabData) ok = true;
+        if (LastSpace == icSigXYZData) ok = flags.OutIsXYZ = true;
+        if (LastSpace == icSigCmykData) {
             // Device CMYK to Lab goes through a built-in table chosen by the source space.
-            if (FirstSpace == kSigCmyk)
+            if (FirstSpace == icSigCmykData)
                 ok = flags.UseCmykToLab = true;
-            else if (FirstSpace == kSigRgb)
+            else if (FirstSpace == icSigRgbData)
                 ok = flags.UseRgbToLab = true;
             else
                 ok = false;
@@ -246,19 +246,19 @@ bool CColorLink::CheckFormats(unsigned inFormat, unsigned nIn, unsigned outForma
     // Input side, on the first step's space.
     switch (inFormat) {
     case LinkFmtRgb:
-        ok = ok && FirstSpace == kSigRgb;
+        ok = ok && FirstSpace == icSigRgbData;
         break;
     case LinkFmtCmyk:
-        ok = ok && FirstSpace == kSigCmyk;
+        ok = ok && FirstSpace == icSigCmykData;
         break;
     case LinkFmtLab:
-        if (FirstSpace == kSigXyz)
+        if (FirstSpace == icSigXYZData)
             flags.InIsXYZ = true;
-        else if (FirstSpace != kSigLab)
+        else if (FirstSpace != icSigLabData)
             ok = false;
         break;
     case LinkFmtGray:
-        ok = ok && FirstSpace == kSigGray;
+        ok = ok && FirstSpace == icSigGrayData;
         break;
     default:
         break; // n-colour and gamut sources are taken on trust
@@ -286,8 +286,10 @@ std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
     if (count == 1) {
         Chain chain = TagFuncOnly(first);
         if (first.bCompensateBlack && first.BlackPoint > 0) {
-            if (first.InSpace == kSigLab) Prepend(chain, new CBPScalingLab(0, first.BlackPoint));
-            if (first.InSpace == kSigXyz) Prepend(chain, new CBPScalingXYZ(0, first.BlackPoint));
+            if (first.InSpace == icSigLabData)
+                Prepend(chain, new CBPScalingLab(0, first.BlackPoint));
+            if (first.InSpace == icSigXYZData)
+                Prepend(chain, new CBPScalingXYZ(0, first.BlackPoint));
         }
         return chain;
     }
@@ -301,13 +303,13 @@ std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
         // the tag's table is left out and its output is reached directly from prevOut.
         bool skip = false;
         if (tag.InSpace != prevOut) {
-            if (prevOut == kSigLab && tag.InSpace == kSigXyz) {
+            if (prevOut == icSigLabData && tag.InSpace == icSigXYZData) {
                 Append(chain, NewLabToIccXYZ());
-            } else if (prevOut == kSigXyz && tag.InSpace == kSigLab) {
+            } else if (prevOut == icSigXYZData && tag.InSpace == icSigLabData) {
                 Append(chain, NewIccXYZToLab());
             } else {
                 skip = true;
-                if (prevOut == kSigCmyk && tag.OutSpace == kSigRgb && s_pCmykToRgb) {
+                if (prevOut == icSigCmykData && tag.OutSpace == icSigRgbData && s_pCmykToRgb) {
                     AppendRef(chain, *s_pCmykToRgb);
                 } else if (IsBridgeableDeviceSpace(prevOut) &&
                            IsBridgeableDeviceSpace(tag.OutSpace)) {
@@ -331,9 +333,9 @@ std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
         }
         // Black point compensation stands between this step's table and the previous one.
         if (tag.bCompensateBlack && (tag.BlackPoint > 0 || prev.BlackPoint > 0)) {
-            if (tag.InSpace == kSigLab)
+            if (tag.InSpace == icSigLabData)
                 Append(chain, new CBPScalingLab(prev.BlackPoint, tag.BlackPoint));
-            else if (tag.InSpace == kSigXyz)
+            else if (tag.InSpace == icSigXYZData)
                 Append(chain, new CBPScalingXYZ(prev.BlackPoint, tag.BlackPoint));
         }
         if (skip) {
@@ -523,20 +525,24 @@ void CColorLink::TrnPixels8(const unsigned char* src, unsigned char* dst, unsign
     }
     if (pFast && pFast->Trn8(src, dst, count)) return;
     if (int(m_nOutChannels) > nTabOutChannels) std::memset(dst, 0, size_t(count) * m_nOutChannels);
+    // The table is chosen once for the run: an 8-bit one, where there is one, converts alone.
+    if (pFunc8) {
+        const auto& f8 = *pFunc8;
+        for (unsigned k = 0; k < count; ++k, src += m_nInChannels, dst += m_nOutChannels)
+            f8.Trn(src, dst);
+        return;
+    }
     // Channels the table does not write read as 0, which is what the fill above intends.
     unsigned short in[kMaxPixelChannels] = {};
     unsigned short out[kMaxPixelChannels] = {};
     // The work buffers hold 16 channels a side; wider callers' samples beyond are not touched.
     const unsigned nIn = std::min(m_nInChannels, kMaxPixelChannels);
     const unsigned nOut = std::min(m_nOutChannels, kMaxPixelChannels);
+    const CFunc_16& f16 = *pFunc16;
     for (unsigned k = 0; k < count; ++k, src += m_nInChannels, dst += m_nOutChannels) {
-        if (pFunc8) {
-            pFunc8->Trn(src, dst);
-            continue;
-        }
         // 8 to 16 bits is x * 257, so 255 reaches the table as 65535; back is the high byte.
         for (unsigned c = 0; c < nIn; ++c) in[c] = uint16_t(src[c] * 257u);
-        pFunc16->Trn(in, out);
+        f16.Trn(in, out);
         for (unsigned c = 0; c < nOut; ++c) dst[c] = uint8_t(out[c] >> 8);
     }
 }

@@ -1,4 +1,4 @@
-#include "colorlink/FastPixelPath.h"
+#include "colorlink/native/FastPixelPath.h"
 
 #include <cstring>
 #include <typeinfo>
@@ -371,6 +371,41 @@ std::unique_ptr<CFastPixelPath> MakeGridPath(const Pipeline& table) {
     }
 }
 
+// One specialised path: whether it serves a table (whose pixel layout is already known to be
+// the table's own, with `nOut` outputs), and how it is made for one it serves. A class is
+// matched exactly, since a derived class may change Trn.
+struct SPathCandidate {
+    bool (*serves)(const CFunc_16TabBaseMft& table, unsigned nOut);
+    std::unique_ptr<CFastPixelPath> (*make)(const CFunc_16TabBaseMft& table);
+};
+
+// A grid of fewer than 2 points per axis cannot be evaluated at all; a grid of another output
+// count than its pipeline is not one the grid path knows.
+template <class Pipeline> bool ServesGrid(const CFunc_16TabBaseMft& table, unsigned nOut) {
+    if (typeid(table) != typeid(Pipeline)) return false;
+    const CMft_16& mft = static_cast<const Pipeline&>(table).Mft();
+    return mft.clutPoints() >= 2 && mft.outputChan() == nOut && mft.Table() != nullptr;
+}
+template <unsigned In, class Pipeline>
+std::unique_ptr<CFastPixelPath> MakeGrid(const CFunc_16TabBaseMft& table) {
+    return MakeGridPath<In>(static_cast<const Pipeline&>(table));
+}
+
+bool ServesOneInput(const CFunc_16TabBaseMft& table, unsigned) {
+    return typeid(table) == typeid(CFunc_16Tab1Mft);
+}
+std::unique_ptr<CFastPixelPath> MakeOneInput(const CFunc_16TabBaseMft& table) {
+    return std::make_unique<COneInputPath>(table);
+}
+
+// Tried in order; the first that serves the table makes its path. A new specialised path is
+// one more entry here.
+constexpr SPathCandidate kCandidates[] = {
+    {ServesGrid<CFunc_16Tab3Mft>, MakeGrid<3, CFunc_16Tab3Mft>},
+    {ServesGrid<CFunc_16Tab4Mft>, MakeGrid<4, CFunc_16Tab4Mft>},
+    {ServesOneInput, MakeOneInput},
+};
+
 } // namespace
 
 std::unique_ptr<CFastPixelPath> CFastPixelPath::Make(const CFunc_16TabBaseMft& table, unsigned nIn,
@@ -378,19 +413,7 @@ std::unique_ptr<CFastPixelPath> CFastPixelPath::Make(const CFunc_16TabBaseMft& t
     // The pixel layout must be the table's own: no unwritten or skipped channels.
     if (nIn != table.inputChan() || nOut != table.outputChan()) return nullptr;
     if (nOut < 1 || nOut > CFunc_16Tab::kMaxChannels) return nullptr;
-    const std::type_info& type = typeid(table);
-    if (type == typeid(CFunc_16Tab3Mft) || type == typeid(CFunc_16Tab4Mft)) {
-        const bool three = type == typeid(CFunc_16Tab3Mft);
-        const CMft_16& mft =
-            three ? static_cast<const CMft_16&>(static_cast<const CFunc_16Tab3Mft&>(table).Mft())
-                  : static_cast<const CMft_16&>(static_cast<const CFunc_16Tab4Mft&>(table).Mft());
-        // A grid of fewer than 2 points per axis cannot be evaluated at all; a grid of another
-        // output count than its pipeline is not one this path knows.
-        if (mft.clutPoints() < 2 || mft.outputChan() != nOut || mft.Table() == nullptr)
-            return nullptr;
-        if (three) return MakeGridPath<3>(static_cast<const CFunc_16Tab3Mft&>(table));
-        return MakeGridPath<4>(static_cast<const CFunc_16Tab4Mft&>(table));
-    }
-    if (type == typeid(CFunc_16Tab1Mft)) return std::make_unique<COneInputPath>(table);
+    for (const SPathCandidate& candidate : kCandidates)
+        if (candidate.serves(table, nOut)) return candidate.make(table);
     return nullptr;
 }

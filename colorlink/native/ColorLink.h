@@ -13,8 +13,8 @@
 
 #include "base/Object.h"
 #include "colorfunc/Func.h"
-#include "colorlink/ColorTag.h"
 #include "colorlink/MdlColorLink.h"
+#include "colorlink/native/ColorTag.h"
 #include "gridtable/Mft.h"
 #include "gridtable/TabMft.h"
 
@@ -90,7 +90,9 @@ public:
     static CMft_16* s_pRgbToLab;
     static int s_nLinkCount;
 
-    static constexpr unsigned kNoSpace = 0xFFFFFFFFu; // ICC signature "none"
+    // The ICC signature "none": all bits set.
+    // TODO: make this an alias of the named "none" signature constant of icc/IccRecords.h.
+    static constexpr unsigned kNoSpace = 0xFFFFFFFFu;
     static constexpr unsigned kMaxPixelChannels = 16; // work buffers of the 8-bit loop
 
 protected:

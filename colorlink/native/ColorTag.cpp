@@ -1,4 +1,4 @@
-#include "colorlink/ColorTag.h"
+#include "colorlink/native/ColorTag.h"
 
 #include <exception>
 
@@ -9,8 +9,7 @@
 
 namespace {
 
-constexpr icXYZNumber kD50White = {63189, 65536, 54060}; // D50 in s15.16
-constexpr uint32_t kSigTrcGray = LinkSig("kTRC");
+constexpr icXYZNumber kD50White = {63189, 65536, 54060};              // D50 in s15.16
 constexpr unsigned kMaxSide = TFuncTabBaseMft<uint16_t>::kMaxOutputs; // most channels of a side
 
 // The tag of a step and the spaces it goes between.
@@ -24,16 +23,17 @@ struct SStepTag {
 // first entry of the list without looking further.
 const uint32_t* TagOrder(int kind, int intent) {
     static constexpr uint32_t kA2B[3][4] = {
-        {LinkSig("A2B0"), LinkSig("A2B1"), LinkSig("A2B2"), kSigTrcGray},
-        {LinkSig("A2B1"), LinkSig("A2B0"), LinkSig("A2B2"), kSigTrcGray},
-        {LinkSig("A2B2"), LinkSig("A2B0"), LinkSig("A2B1"), kSigTrcGray}};
+        {icSigAToB0Tag, icSigAToB1Tag, icSigAToB2Tag, icSigGrayTRCTag},
+        {icSigAToB1Tag, icSigAToB0Tag, icSigAToB2Tag, icSigGrayTRCTag},
+        {icSigAToB2Tag, icSigAToB0Tag, icSigAToB1Tag, icSigGrayTRCTag}};
     static constexpr uint32_t kB2A[3][4] = {
-        {LinkSig("B2A0"), LinkSig("B2A1"), LinkSig("B2A2"), kSigTrcGray},
-        {LinkSig("B2A1"), LinkSig("B2A0"), LinkSig("B2A2"), kSigTrcGray},
-        {LinkSig("B2A2"), LinkSig("B2A0"), LinkSig("B2A1"), kSigTrcGray}};
-    static constexpr uint32_t kPre[3][4] = {{LinkSig("pre0"), LinkSig("pre1"), LinkSig("pre2"), 0},
-                                            {LinkSig("pre1"), LinkSig("pre0"), LinkSig("pre2"), 0},
-                                            {LinkSig("pre2"), LinkSig("pre0"), LinkSig("pre1"), 0}};
+        {icSigBToA0Tag, icSigBToA1Tag, icSigBToA2Tag, icSigGrayTRCTag},
+        {icSigBToA1Tag, icSigBToA0Tag, icSigBToA2Tag, icSigGrayTRCTag},
+        {icSigBToA2Tag, icSigBToA0Tag, icSigBToA1Tag, icSigGrayTRCTag}};
+    static constexpr uint32_t kPre[3][4] = {
+        {icSigPreview0Tag, icSigPreview1Tag, icSigPreview2Tag, 0},
+        {icSigPreview1Tag, icSigPreview0Tag, icSigPreview2Tag, 0},
+        {icSigPreview2Tag, icSigPreview0Tag, icSigPreview1Tag, 0}};
     int row;
     switch (intent) {
     case 0:
@@ -65,20 +65,20 @@ SStepTag FindStepTag(CIccProfileUse& profile, int kind, int intent) {
     switch (kind) {
     case CMdlColorLink::ProfStepDevToPcs:
         step = {0, device, pcs};
-        fallback = LinkSig("A2B0");
+        fallback = icSigAToB0Tag;
         break;
     case CMdlColorLink::ProfStepPcsToDev:
         step = {0, pcs, device};
-        fallback = LinkSig("B2A0");
+        fallback = icSigBToA0Tag;
         break;
     case CMdlColorLink::ProfStepPreview:
         step = {0, pcs, pcs};
-        fallback = LinkSig("pre0");
+        fallback = icSigPreview0Tag;
         break;
     case CMdlColorLink::ProfStepGamut:
-        return {LinkSig("gamt"), pcs, kSigGamut};
+        return {icSigGamutTag, pcs, icSigGamutTag};
     default: // abstract, and any kind the link does not know: the A2B0 table over the PCS
-        return {LinkSig("A2B0"), pcs, pcs};
+        return {icSigAToB0Tag, pcs, pcs};
     }
     step.sig = fallback;
     if (const uint32_t* order = TagOrder(kind, intent)) {
@@ -97,16 +97,16 @@ SStepTag FindStepTag(CIccProfileUse& profile, int kind, int intent) {
 bool MakeStepFunction(CIccProfileUse& profile, const SStepTag& step,
                       std::unique_ptr<CFunc_16TabBaseMft>& f16,
                       std::unique_ptr<CFunc_8TabBaseMft>& f8) {
-    const bool pcsIsXYZ = profile.Header().pcs == static_cast<icColorSpaceSignature>(kSigXyz);
+    const bool pcsIsXYZ = profile.Header().pcs == icSigXYZData;
     f16.reset(profile.CreateMft16Func(step.sig, pcsIsXYZ,
                                       static_cast<icColorSpaceSignature>(step.inSpace),
                                       static_cast<icColorSpaceSignature>(step.outSpace)));
     if (f16) return true;
     f8.reset(profile.CreateMft8Func(step.sig));
     if (f8) return true;
-    if (step.inSpace == kSigRgb && step.outSpace == kSigXyz)
+    if (step.inSpace == icSigRgbData && step.outSpace == icSigXYZData)
         f16.reset(profile.CreateFromMatrixTRC());
-    else if (step.inSpace == kSigXyz && step.outSpace == kSigRgb)
+    else if (step.inSpace == icSigXYZData && step.outSpace == icSigRgbData)
         f16.reset(profile.CreateFromMatrixTRCInv());
     return f16 != nullptr;
 }
@@ -178,8 +178,8 @@ void CColorTag::TakeStep(CIccProfileUse& profile, int kind, enmRenderingIntent i
                          kind == CMdlColorLink::ProfStepPreview ||
                          kind == CMdlColorLink::ProfStepGamut;
     if (intent == IntentAbsolute && fromPcs) {
-        if (step.inSpace == kSigLab) pLabRelAbs = std::make_unique<CLabRelAbs>(MediaWhite);
-        if (step.inSpace == kSigXyz) pXYZRelAbs = std::make_unique<CXYZRelAbs>(MediaWhite);
+        if (step.inSpace == icSigLabData) pLabRelAbs = std::make_unique<CLabRelAbs>(MediaWhite);
+        if (step.inSpace == icSigXYZData) pXYZRelAbs = std::make_unique<CXYZRelAbs>(MediaWhite);
     }
     if (MakeStepFunction(profile, step, pFunc16, pFunc8)) {
         InSpace = step.inSpace;
@@ -204,7 +204,7 @@ void CColorTag::ComputeBlackPoint(CIccProfileUse& profile) {
     // First way: the connection space's black sent into the device (perceptual) and back
     // (relative). Not for the n-colour spaces of five colours and more.
     const unsigned device = profile.Header().colorSpace;
-    if (!IsNClrSpace5To15(device) && device != LinkSig("XCLR")) {
+    if (!IsNClrSpace5To15(device) && device != MakeIccSignature("XCLR")) {
         const SStepTag toDev = FindStepTag(profile, CMdlColorLink::ProfStepPcsToDev, 1);
         const SStepTag toPcs = FindStepTag(profile, CMdlColorLink::ProfStepDevToPcs, 2);
         if (auto b2a = PreparedStepFunction(profile, toDev)) {
@@ -212,14 +212,14 @@ void CColorTag::ComputeBlackPoint(CIccProfileUse& profile) {
                 // Vectors as long as any table's side, so that a profile whose tables don't
                 // match its header can't make the walk read or write beyond them.
                 uint16_t black[kMaxSide] = {};
-                if (toDev.inSpace == kSigLab) black[1] = black[2] = 32768;
+                if (toDev.inSpace == icSigLabData) black[1] = black[2] = 32768;
                 uint16_t dev[kMaxSide] = {};
                 uint16_t pcs[kMaxSide] = {};
                 b2a->Trn(black, dev);
                 a2b->Trn(dev, pcs);
-                if (toPcs.outSpace == kSigLab) {
+                if (toPcs.outSpace == icSigLabData) {
                     BlackPoint = pcs[0];
-                } else if (toPcs.outSpace == kSigXyz) {
+                } else if (toPcs.outSpace == icSigXYZData) {
                     uint16_t lab[3];
                     LabXYZ16.Inv(pcs, lab);
                     BlackPoint = lab[0];
@@ -235,7 +235,7 @@ void CColorTag::ComputeBlackPoint(CIccProfileUse& profile) {
     if (preview.inSpace != preview.outSpace || !IsPcsSpace(preview.inSpace)) return;
     auto f = PreparedStepFunction(profile, preview);
     if (!f) return;
-    const bool xyz = preview.inSpace == kSigXyz;
+    const bool xyz = preview.inSpace == icSigXYZData;
     BlackPoint = 65535;
     // k runs from 199 * 65535 + 100 - 65535 down to 100, so L = k / 199 goes from 65535 to 0.
     for (int64_t k = 13107100 - 65535; k >= 100; k -= 65535) {

@@ -1,7 +1,8 @@
 // A specialised pixel path for a built native link. It gives, bit for bit, what the link's
 // straightforward loops give (widen by 257, the table's Trn, keep the high byte), only faster.
 //
-// Served tables, chosen by their exact class (a derived class may change Trn):
+// Served tables, chosen by their exact class (a derived class may change Trn) from a list of
+// candidates tried in order (FastPixelPath.cpp):
 // - CFunc_16Tab3Mft and CFunc_16Tab4Mft, 8 and 16 bits. Everything that depends on one input
 //   sample alone (input curve, node index and fraction along its axis) is read from a table
 //   made once per input byte, or computed once per sample at 16 bits without a virtual call;

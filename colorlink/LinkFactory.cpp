@@ -1,0 +1,20 @@
+// The factories of colour links. They depend on the back-ends; the back-ends know only the
+// interface of colorlink/MdlColorLink.h, where the factories are declared.
+#include "base/IniEntries.h"
+#include "base/Settings.h"
+#include "colorlink/MdlColorLink.h"
+#include "colorlink/native/ColorLink.h"
+
+CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
+    // Read afresh on each call, so a changed setting acts from the next link on.
+    const int cms = settings ? settings->GetInt(IniCpCMS) : 1;
+    switch (cms) {
+    case 2: // Windows ICM, with the engine of IniCpSelectCMM
+    case 4: // lcms2
+        // Temporary limit: the ICM and lcms back-ends are not in this build yet; both values
+        // give the native back-end until they are.
+        return new CColorLink(settings);
+    default: // 3 and every other value: the native back-end, the default
+        return new CColorLink(settings);
+    }
+}
