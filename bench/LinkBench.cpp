@@ -39,8 +39,8 @@
 #include <thread>
 #include <vector>
 
-#include "colorlink/ColorLink.h"
 #include "ParallelTrn.h"
+#include "colorlink/ColorLink.h"
 
 namespace {
 

@@ -22,8 +22,8 @@
 #include "base/Settings.h"
 #include "base/WideString.h"
 #include "colorlink/ColorLink.h"
-#include "image/TiffWriter.h"
 #include "icc/IccProfileGen.h"
+#include "image/TiffWriter.h"
 
 extern char** environ;
 

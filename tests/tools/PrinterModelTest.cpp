@@ -36,7 +36,7 @@ TEST(PrinterModelLab, LabAndXyzRoundTripAndWhiteIsD50) {
 TEST(PrinterModelSrgb, TransferFunctionIsTheStandardOneAndInvertible) {
     EXPECT_DOUBLE_EQ(SRgb::Decode(0.0), 0.0);
     EXPECT_NEAR(SRgb::Decode(1.0), 1.0, 1e-12);
-    EXPECT_NEAR(SRgb::Decode(0.04), 0.04 / 12.92, 1e-12);           // the linear part
+    EXPECT_NEAR(SRgb::Decode(0.04), 0.04 / 12.92, 1e-12);                // the linear part
     EXPECT_NEAR(SRgb::Decode(0.5), std::pow(0.555 / 1.055, 2.4), 1e-12); // the power part
     double last = -1;
     for (int i = 0; i <= 100; ++i) {
@@ -82,8 +82,7 @@ TEST(PrinterModelPress, PaperIsWhiteAndSolidsAreTheMeasuredColours) {
             for (int y = 0; y < 2; ++y)
                 for (int k = 0; k < 2; ++k) {
                     const double ink[4] = {double(c), double(m), double(y), double(k)};
-                    EXPECT_LT(DeltaE(press.Lab(ink), Solid(c, m, y, k)), 0.01)
-                        << c << m << y << k;
+                    EXPECT_LT(DeltaE(press.Lab(ink), Solid(c, m, y, k)), 0.01) << c << m << y << k;
                 }
 }
 

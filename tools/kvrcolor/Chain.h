@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "Options.h"
-#include "colorlink/MdlColorLink.h"
 #include "PixelSpace.h"
 #include "Profiles.h"
+#include "colorlink/MdlColorLink.h"
 
 struct ResolvedChain {
     std::vector<StepSpec> steps; // source first; empty for the copying link

@@ -16,12 +16,12 @@
 #include "Chain.h"
 #include "CliError.h"
 #include "Commands.h"
-#include "image/ImageReader.h"
-#include "Progress.h"
-#include "image/SampleCodec.h"
-#include "TempOutput.h"
-#include "image/TiffWriter.h"
 #include "ParallelTrn.h"
+#include "Progress.h"
+#include "TempOutput.h"
+#include "image/ImageReader.h"
+#include "image/SampleCodec.h"
+#include "image/TiffWriter.h"
 
 namespace {
 
@@ -36,8 +36,7 @@ struct ConvertOptions {
     bool quiet = false;
 };
 
-void Transform(ParallelTrn& pool, CMdlColorLink& link, const uint8_t* src, uint8_t* dst,
-               size_t n) {
+void Transform(ParallelTrn& pool, CMdlColorLink& link, const uint8_t* src, uint8_t* dst, size_t n) {
     pool.Pixels8(link, src, dst, n);
 }
 void Transform(ParallelTrn& pool, CMdlColorLink& link, const uint16_t* src, uint16_t* dst,

@@ -114,7 +114,8 @@ void Split(unsigned threads, CMdlColorLink& link, const T* src, T* dst, size_t c
         return;
     }
     const size_t step = count / pieces, extra = count % pieces;
-    run(pieces, [&](size_t p) { range(p * step + std::min(p, extra), step + (p < extra ? 1 : 0)); });
+    run(pieces,
+        [&](size_t p) { range(p * step + std::min(p, extra), step + (p < extra ? 1 : 0)); });
 }
 } // namespace
 

@@ -27,7 +27,6 @@ struct OutputSpec {
     std::string software = "kvrcolor"; // the program named in the file
     double resolution = 0;             // pixels per inch, written when above 0
 
-
     size_t rowBytes() const { return size_t(width) * (space.channels + extras) * (bits / 8); }
 };
 
