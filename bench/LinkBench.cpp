@@ -16,7 +16,8 @@
 //                                the table's virtual Trn per pixel, high byte): what TrnPixels
 //                                does without its specialised path
 //                  Lcms2         cmsDoTransform, one thread
-//                  NativeThreads TrnPixels8Parallel / TrnPixels16Parallel on every core
+//                  NativeThreads the kvrcolor tool's parallel pixel loop (ParallelTrn) on
+//                                every core, its threads made once for all iterations
 //                  Lcms2Threads  cmsDoTransform on the same split of the image by hand
 // Items are pixels, so the items_per_second column is pixels per second. Single-threaded runs
 // are timed by CPU time, threaded runs by wall clock. At the end a table gives the median
@@ -38,7 +39,7 @@
 #include <thread>
 #include <vector>
 
-#include "colorlink/ParallelTrn.h"
+#include "ParallelTrn.h"
 #include "colorlink/native/ColorLink.h"
 
 namespace {
@@ -225,6 +226,7 @@ void RunPixels(benchmark::State& state, const Chain& c, Engine engine, bool rand
     std::vector<T>& dst = Output<T>(c.nOut);
     CColorLink& link = *b.native;
     const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
+    ParallelTrn pool(threads);
     for (auto _ : state) {
         switch (engine) {
         case Engine::Native:
@@ -244,9 +246,9 @@ void RunPixels(benchmark::State& state, const Chain& c, Engine engine, bool rand
             break;
         case Engine::NativeThreads:
             if constexpr (wide)
-                TrnPixels16Parallel(link, src.data(), dst.data(), kPixels, 0);
+                pool.Pixels16(link, src.data(), dst.data(), kPixels);
             else
-                TrnPixels8Parallel(link, src.data(), dst.data(), kPixels, 0);
+                pool.Pixels8(link, src.data(), dst.data(), kPixels);
             break;
         case Engine::Lcms2Threads:
             LcmsParallel(lcms, reinterpret_cast<const uint8_t*>(src.data()), c.nIn * sizeof(T),

@@ -16,12 +16,14 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <sstream>
 
 #include "base/Settings.h"
 #include "base/WideString.h"
 #include "colorlink/native/ColorLink.h"
 #include "icc/IccProfileGen.h"
+#include "image/TiffWriter.h"
 
 extern char** environ;
 
@@ -160,7 +162,72 @@ void QuietTiff() {
     TIFFSetWarningHandler(nullptr);
 }
 
-void WriteTiff(const std::string& path, const TiffSpec& spec, const std::vector<uint16_t>& s) {
+namespace {
+
+// The spec as the tool's own TIFF writer takes it, when the writer makes exactly that layout:
+// chunky strips of 8 or 16 unsigned bits, uncompressed, LZW or deflate, and the photometric
+// interpretation, ink set and ink count that the writer gives such colour channels. Empty for
+// the unusual layouts that only the tests make.
+std::optional<OutputSpec> AsOutputSpec(const TiffSpec& t) {
+    if (t.tiled || t.planar != PLANARCONFIG_CONTIG || t.sampleFormat != SAMPLEFORMAT_UINT ||
+        (t.bits != 8 && t.bits != 16) || t.extraKinds.size() >= t.samplesPerPixel)
+        return std::nullopt;
+    OutputSpec o;
+    o.width = t.width;
+    o.height = t.height;
+    o.bits = t.bits;
+    o.extras = unsigned(t.extraKinds.size());
+    o.extraKinds = t.extraKinds;
+    o.icc = t.icc;
+    const unsigned colour = t.samplesPerPixel - o.extras;
+    const bool noInks = t.inkset == 0 && t.numberOfInks == 0;
+    switch (t.photometric) {
+    case PHOTOMETRIC_RGB:
+        if (colour != 3 || !noInks) return std::nullopt;
+        o.space = RgbSpace();
+        break;
+    case PHOTOMETRIC_MINISBLACK:
+        if (colour != 1 || !noInks) return std::nullopt;
+        o.space = GraySpace();
+        break;
+    case PHOTOMETRIC_CIELAB:
+    case PHOTOMETRIC_ICCLAB:
+        if (colour != 3 || !noInks) return std::nullopt;
+        o.space = LabSpace();
+        o.lab = t.photometric == PHOTOMETRIC_CIELAB ? LabEncoding::CieLab : LabEncoding::IccLab;
+        break;
+    case PHOTOMETRIC_SEPARATED:
+        if (colour == 4 && t.inkset == INKSET_CMYK && t.numberOfInks == 0)
+            o.space = CmykSpace();
+        else if (colour >= 2 && colour <= 15 && t.inkset == INKSET_MULTIINK &&
+                 t.numberOfInks == colour)
+            o.space = NColorSpace(colour);
+        else
+            return std::nullopt;
+        break;
+    default:
+        return std::nullopt;
+    }
+    switch (t.compression) {
+    case COMPRESSION_NONE:
+        o.compression = Compression::None;
+        break;
+    case COMPRESSION_LZW:
+        o.compression = Compression::Lzw;
+        break;
+    case COMPRESSION_ADOBE_DEFLATE:
+        o.compression = Compression::Deflate;
+        break;
+    default:
+        return std::nullopt;
+    }
+    return o;
+}
+
+// Layouts the tool never writes (tiles, planes, palettes, floating point, odd depths, unusual
+// tags), written field by field with libtiff.
+void WriteUnusualTiff(const std::string& path, const TiffSpec& spec,
+                      const std::vector<uint16_t>& s) {
     QuietTiff();
     TIFF* tif = TIFFOpen(path.c_str(), "w");
     ASSERT_NE(tif, nullptr) << path;
@@ -220,6 +287,33 @@ void WriteTiff(const std::string& path, const TiffSpec& spec, const std::vector<
         }
     }
     TIFFClose(tif);
+}
+
+} // namespace
+
+void WriteTiff(const std::string& path, const TiffSpec& spec, const std::vector<uint16_t>& s) {
+    const auto out = AsOutputSpec(spec);
+    if (!out) {
+        WriteUnusualTiff(path, spec, s);
+        return;
+    }
+    // The images a converter writes: through the tool's own writer.
+    const size_t count = size_t(spec.width) * spec.height * spec.samplesPerPixel;
+    ASSERT_GE(s.size(), count) << path;
+    std::vector<uint8_t> bytes(count * (spec.bits / 8));
+    if (spec.bits == 8)
+        std::transform(s.begin(), s.begin() + count, bytes.begin(),
+                       [](uint16_t v) { return uint8_t(v); });
+    else
+        std::memcpy(bytes.data(), s.data(), count * 2);
+    QuietTiff();
+    try {
+        TiffWriter writer(path, *out, path);
+        writer.WriteRows(spec.height, bytes.data());
+        writer.Finish();
+    } catch (const std::exception& e) {
+        FAIL() << e.what();
+    }
 }
 
 TiffImage ReadTiff(const std::string& path) {

@@ -511,13 +511,14 @@ TEST_F(ConvertTest, DefaultProfilesComeFromTheProfileFolders) {
         grayIn, 1, 1);
 }
 
-TEST_F(ConvertTest, OneAndThreeThreadsGiveIdenticalFiles) {
+// Counts above the cores, up to absurd ones, are taken as the cores and give the same file.
+TEST_F(ConvertTest, EveryThreadCountGivesIdenticalFiles) {
     TiffSpec spec;
     spec.width = 256;
     spec.height = 96; // 24576 pixels: enough for the pixel loop to use three threads
     spec.bits = 16;
     WriteTiff(work / "in.tif", spec, TestSamples(spec.SampleCount(), 16, 40));
-    for (const char* threads : {"1", "3"}) {
+    for (const char* threads : {"1", "3", "0", "1000000"}) {
         const RunResult r =
             RunCli({"convert", work / "in.tif", work / ("t" + std::string(threads) + ".tif"),
                     "--from", s_p.rgb, "--to", s_p.cmyk, "--threads", threads, "--quiet"});
@@ -526,6 +527,8 @@ TEST_F(ConvertTest, OneAndThreeThreadsGiveIdenticalFiles) {
     const auto one = ReadBytes(work / "t1.tif");
     ASSERT_FALSE(one.empty());
     EXPECT_EQ(one, ReadBytes(work / "t3.tif"));
+    EXPECT_EQ(one, ReadBytes(work / "t0.tif"));
+    EXPECT_EQ(one, ReadBytes(work / "t1000000.tif"));
 }
 
 TEST_F(ConvertTest, CompressedOutputHoldsTheSamePixels) {

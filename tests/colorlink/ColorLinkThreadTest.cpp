@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "LinkTestUtil.h"
-#include "colorlink/ParallelTrn.h"
 #include "colorlink/native/ColorLink.h"
 
 namespace {
@@ -125,22 +124,6 @@ template <class T> void SameInputOnThreads(CColorLink& link) {
     }
 }
 
-template <class T> void ParallelConvenience(CColorLink& link) {
-    const auto src = SourcePixels<T>(100003, 3);
-    for (size_t count : {size_t(0), size_t(1), size_t(4095), size_t(100003)}) {
-        std::vector<T> serial(100003 * 4, T(0x5A));
-        Convert(link, src.data(), serial.data(), unsigned(count));
-        for (unsigned threads : {0u, 3u, kThreads}) {
-            std::vector<T> parallel(100003 * 4, T(0x5A));
-            if constexpr (sizeof(T) == 1)
-                TrnPixels8Parallel(link, src.data(), parallel.data(), count, threads);
-            else
-                TrnPixels16Parallel(link, src.data(), parallel.data(), count, threads);
-            ASSERT_EQ(parallel, serial) << count << " pixels on " << threads << " threads";
-        }
-    }
-}
-
 } // namespace
 
 TEST_F(SharedLinkTest, ThreadsConvertingTheirOwnSlicesGetTheBytesOfOneThread8Bit) {
@@ -157,14 +140,6 @@ TEST_F(SharedLinkTest, ThreadsConvertingTheSameInputAtOnceGetTheBytesOfOneThread
 
 TEST_F(SharedLinkTest, ThreadsConvertingTheSameInputAtOnceGetTheBytesOfOneThread16Bit) {
     SameInputOnThreads<uint16_t>(*s_link);
-}
-
-TEST_F(SharedLinkTest, ParallelConversionGivesTheSerialBytes8Bit) {
-    ParallelConvenience<uint8_t>(*s_link);
-}
-
-TEST_F(SharedLinkTest, ParallelConversionGivesTheSerialBytes16Bit) {
-    ParallelConvenience<uint16_t>(*s_link);
 }
 
 // Different links may be built on different threads at once; only making and deleting them is

@@ -6,11 +6,10 @@
 //   noise   random pixels from a fixed seed: the worst case for a colour cache.
 //   smooth  smooth gradients in all three channels.
 //
-// Images are written uncompressed in strips of about 1 MiB, one strip at a time, so that the
-// memory used stays the same however large the image is (20000 x 20000 takes a few MiB).
+// Images are written uncompressed by the TIFF writer of the kvrcolor tool, in bands of about
+// 1 MiB of rows, so that the memory used stays the same however large the image is (20000 x
+// 20000 takes a few MiB).
 // No ICC profile is embedded unless asked for, so that a converter applies its default source.
-#include <tiffio.h>
-
 #include <lcms2.h>
 
 #include <algorithm>
@@ -24,9 +23,11 @@
 #include <string>
 #include <vector>
 
+#include "image/TiffWriter.h"
+
 namespace {
 
-constexpr size_t kStripBytes = size_t(1) << 20;
+constexpr size_t kBandBytes = size_t(1) << 20;
 constexpr uint32_t kMaxSide = 1u << 20;
 
 void Usage(FILE* f) {
@@ -35,7 +36,7 @@ void Usage(FILE* f) {
         "       kvrmkimage noise WIDTH HEIGHT OUT.tif [options]\n"
         "       kvrmkimage smooth WIDTH HEIGHT OUT.tif [options]\n"
         "\n"
-        "Writes a generated RGB TIFF, uncompressed, in strips of about 1 MiB.\n"
+        "Writes a generated RGB TIFF, uncompressed.\n"
         "  demo    1600 x 1000 demonstration picture: hue/lightness and hue/saturation\n"
         "          gradients, grey ramps, colour checker patches, primaries and secondaries\n"
         "  noise   random pixels from a fixed seed\n"
@@ -270,46 +271,36 @@ bool SrgbProfile(std::vector<uint8_t>& data) {
 }
 
 bool Write(const std::string& path, RowSource& src, int bits, const std::vector<uint8_t>& icc) {
-    const uint32_t w = src.Width(), h = src.Height();
-    const size_t rowBytes = size_t(w) * 3 * (bits / 8);
-    const uint32_t rowsPerStrip =
-        uint32_t(std::clamp<size_t>(kStripBytes / rowBytes, 1, h)); // about 1 MiB per strip
-    // Classic TIFF addresses 4 GiB; larger images go to BigTIFF.
-    const bool big = double(rowBytes) * h + icc.size() + 65536.0 > 4294967295.0;
-    TIFF* tif = TIFFOpen(path.c_str(), big ? "w8" : "w");
-    if (!tif) return false;
-    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
-    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
-    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 3);
-    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, bits);
-    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
-    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-    TIFFSetField(tif, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, rowsPerStrip);
-    TIFFSetField(tif, TIFFTAG_XRESOLUTION, 150.0f);
-    TIFFSetField(tif, TIFFTAG_YRESOLUTION, 150.0f);
-    TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-    TIFFSetField(tif, TIFFTAG_SOFTWARE, "kvrmkimage");
-    if (!icc.empty())
-        TIFFSetField(tif, TIFFTAG_ICCPROFILE, uint32_t(icc.size()), (const void*)icc.data());
-
-    std::vector<uint8_t> strip(rowBytes * rowsPerStrip);
-    bool ok = true;
-    for (uint32_t y0 = 0, s = 0; ok && y0 < h; y0 += rowsPerStrip, ++s) {
-        const uint32_t rows = std::min(rowsPerStrip, h - y0);
-        for (uint32_t r = 0; r < rows; ++r) {
-            uint8_t* row = strip.data() + r * rowBytes;
-            if (bits == 16)
-                src.Row16(y0 + r, reinterpret_cast<uint16_t*>(row));
-            else
-                src.Row8(y0 + r, row);
+    OutputSpec spec;
+    spec.width = src.Width();
+    spec.height = src.Height();
+    spec.bits = unsigned(bits);
+    spec.space = RgbSpace();
+    spec.icc = icc;
+    spec.software = "kvrmkimage";
+    spec.resolution = 150;
+    const size_t rowBytes = spec.rowBytes();
+    const uint32_t bandRows = uint32_t(std::clamp<size_t>(kBandBytes / rowBytes, 1, spec.height));
+    try {
+        TiffWriter writer(path, spec, path);
+        std::vector<uint8_t> band(rowBytes * bandRows);
+        for (uint32_t y0 = 0; y0 < spec.height; y0 += bandRows) {
+            const uint32_t rows = std::min(bandRows, spec.height - y0);
+            for (uint32_t r = 0; r < rows; ++r) {
+                uint8_t* row = band.data() + r * rowBytes;
+                if (bits == 16)
+                    src.Row16(y0 + r, reinterpret_cast<uint16_t*>(row));
+                else
+                    src.Row8(y0 + r, row);
+            }
+            writer.WriteRows(rows, band.data());
         }
-        ok = TIFFWriteEncodedStrip(tif, s, strip.data(), tmsize_t(rows * rowBytes)) >= 0;
+        writer.Finish();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "kvrmkimage: %s\n", e.what());
+        return false;
     }
-    if (ok) ok = TIFFWriteDirectory(tif) != 0;
-    TIFFClose(tif);
-    return ok;
+    return true;
 }
 
 } // namespace

@@ -6,7 +6,6 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
-#include "colorlink/native/ColorLink.h"
 #include "icc/IccRecords.h"
 
 namespace fs = std::filesystem;
@@ -223,8 +222,9 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
     return chain;
 }
 
-std::unique_ptr<CColorLink> BuildLink(const ResolvedChain& chain) {
-    auto link = std::make_unique<CColorLink>(&Settings());
+std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain) {
+    std::unique_ptr<CMdlColorLink> link(CreateMdlColorLink(&Settings()));
+    if (!link) throw CliError(kExitInternal, "the library made no link");
     for (const auto& step : chain.steps) {
         const std::string shown =
             chain.embedded && step.path == chain.embedded->path() ? "embedded profile" : step.path;

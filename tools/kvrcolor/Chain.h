@@ -1,6 +1,6 @@
-// From the user's options to a built native link: which profiles in which order, the pixel
-// formats of both ends, the checks that give a clear message before the library is asked, and
-// the link itself.
+// From the user's options to a built link: which profiles in which order, the pixel formats of
+// both ends, the checks that give a clear message before the library is asked, and the link
+// itself, of the back-end that the settings choose.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,7 @@
 #include "Options.h"
 #include "PixelSpace.h"
 #include "Profiles.h"
-
-class CColorLink;
+#include "colorlink/MdlColorLink.h"
 
 struct ResolvedChain {
     std::vector<StepSpec> steps; // source first; empty for the copying link
@@ -37,9 +36,9 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
 // --from), RGB if there is no profile to tell.
 PixelSpace ImpliedInputSpace(const ChainOptions& options);
 
-// Adds the steps and builds the link with the native engine. Throws CliError (kExitLink) with
-// the library's error number.
-std::unique_ptr<CColorLink> BuildLink(const ResolvedChain& chain);
+// Makes a link of the back-end that the settings choose (CreateMdlColorLink), adds the steps
+// and builds it. Throws CliError (kExitLink) with the library's error number.
+std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain);
 
 // A short text of the chain for messages: "a.icc -> b.icc".
 std::string DescribeChain(const ResolvedChain& chain);

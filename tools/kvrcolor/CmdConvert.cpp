@@ -1,10 +1,11 @@
-// kvrcolor convert IN OUT: an image through a chain of profiles with the native engine.
+// kvrcolor convert IN OUT: an image through a chain of profiles with the link of the back-end
+// that the settings choose.
 //
 // The image streams through in bands of rows: read a band, convert it on the threads of
-// --threads (all cores by default), write it. A band holds about 4 MiB of samples, so that
-// memory stays bounded whatever the size of the image. The output does not depend on the
-// number of threads: each band is one run of the library's parallel pixel loop, which gives
-// the serial result.
+// --threads (all cores by default, never more than the cores), write it. A band holds about
+// 4 MiB of samples, so that memory stays bounded whatever the size of the image. The threads
+// are made once for the whole image. The output does not depend on the number of threads:
+// each band is cut into contiguous pieces that the link converts as one serial call would.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -15,13 +16,12 @@
 #include "Chain.h"
 #include "CliError.h"
 #include "Commands.h"
-#include "ImageReader.h"
+#include "ParallelTrn.h"
 #include "Progress.h"
-#include "SampleCodec.h"
 #include "TempOutput.h"
-#include "TiffWriter.h"
-#include "colorlink/ParallelTrn.h"
-#include "colorlink/native/ColorLink.h"
+#include "image/ImageReader.h"
+#include "image/SampleCodec.h"
+#include "image/TiffWriter.h"
 
 namespace {
 
@@ -36,11 +36,12 @@ struct ConvertOptions {
     bool quiet = false;
 };
 
-void Transform(CColorLink& link, const uint8_t* src, uint8_t* dst, size_t n, unsigned threads) {
-    TrnPixels8Parallel(link, src, dst, n, threads);
+void Transform(ParallelTrn& pool, CMdlColorLink& link, const uint8_t* src, uint8_t* dst, size_t n) {
+    pool.Pixels8(link, src, dst, n);
 }
-void Transform(CColorLink& link, const uint16_t* src, uint16_t* dst, size_t n, unsigned threads) {
-    TrnPixels16Parallel(link, src, dst, n, threads);
+void Transform(ParallelTrn& pool, CMdlColorLink& link, const uint16_t* src, uint16_t* dst,
+               size_t n) {
+    pool.Pixels16(link, src, dst, n);
 }
 
 // Work buffers of one band of rows, in samples.
@@ -52,8 +53,8 @@ template <class T> struct Band {
 // One band: split off the extra channels, bring the samples into the link's encoding, convert,
 // bring them into the file's encoding, and put the extra channels back unchanged.
 template <class T>
-void ConvertBand(CColorLink& link, const ImageInfo& info, const OutputSpec& spec, Band<T>& b,
-                 size_t pixels, unsigned threads) {
+void ConvertBand(CMdlColorLink& link, const ImageInfo& info, const OutputSpec& spec, Band<T>& b,
+                 size_t pixels, ParallelTrn& pool) {
     const size_t nIn = info.space.channels, nOut = spec.space.channels, ex = info.extras;
     T* src = b.in.data();
     T* dst = b.out.data();
@@ -63,7 +64,7 @@ void ConvertBand(CColorLink& link, const ImageInfo& info, const OutputSpec& spec
         for (size_t p = 0; p < pixels; ++p) std::copy_n(&b.in[p * (nIn + ex)], nIn, &src[p * nIn]);
     }
     DecodeToLink(info, src, pixels);
-    Transform(link, src, dst, pixels, threads);
+    Transform(pool, link, src, dst, pixels);
     EncodeFromLink(spec.lab, dst, pixels);
     if (ex) {
         for (size_t p = 0; p < pixels; ++p) {
@@ -74,8 +75,8 @@ void ConvertBand(CColorLink& link, const ImageInfo& info, const OutputSpec& spec
 }
 
 template <class T>
-void Stream(ImageReader& reader, TiffWriter& writer, CColorLink& link, const OutputSpec& spec,
-            unsigned threads, Progress& progress) {
+void Stream(ImageReader& reader, TiffWriter& writer, CMdlColorLink& link, const OutputSpec& spec,
+            ParallelTrn& pool, Progress& progress) {
     const ImageInfo& info = reader.Info();
     const size_t rowMax = std::max(info.rowBytes(), spec.rowBytes());
     const uint32_t bandRows = uint32_t(std::clamp<size_t>(kBandBytes / rowMax, 1, info.height));
@@ -90,7 +91,7 @@ void Stream(ImageReader& reader, TiffWriter& writer, CColorLink& link, const Out
     for (uint32_t row = 0; row < info.height;) {
         const uint32_t n = std::min(bandRows, info.height - row);
         reader.ReadRows(n, b.in.data());
-        ConvertBand(link, info, spec, b, size_t(n) * info.width, threads);
+        ConvertBand(link, info, spec, b, size_t(n) * info.width, pool);
         writer.WriteRows(n, b.out.data());
         row += n;
         progress.Update(row);
@@ -130,10 +131,11 @@ int RunConvert(const ConvertOptions& o) {
         TempOutput output(o.out);
         TiffWriter writer(output.tempPath(), spec, o.out);
         Progress progress(info.height, !o.quiet);
+        ParallelTrn pool(o.threads);
         if (info.bits == 8)
-            Stream<uint8_t>(*reader, writer, *link, spec, o.threads, progress);
+            Stream<uint8_t>(*reader, writer, *link, spec, pool, progress);
         else
-            Stream<uint16_t>(*reader, writer, *link, spec, o.threads, progress);
+            Stream<uint16_t>(*reader, writer, *link, spec, pool, progress);
         writer.Finish();
         output.Commit();
     }
@@ -158,7 +160,10 @@ Command RegisterConvert(CLI::App& parent) {
     cmd->add_option("IN", o->in, "Input image: TIFF or PNG")->required();
     cmd->add_option("OUT", o->out, "Output TIFF (written whole or not at all)")->required();
     AddChainOptions(*cmd, o->chain);
-    cmd->add_option("--threads", o->threads, "Threads for the pixels; 0 = all cores (default)");
+    // More threads than cores are taken as the cores: they could only take turns, and the
+    // output is the same for every count.
+    cmd->add_option("--threads", o->threads,
+                    "Threads for the pixels; 0 = all cores (default); at most the cores");
     cmd->add_option("--compress", o->compress, "Output compression (default none)")
         ->check(CLI::IsMember({"none", "lzw", "deflate"}));
     cmd->add_flag("--quiet,-q", o->quiet, "No summary line and no progress bar");

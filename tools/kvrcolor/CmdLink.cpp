@@ -1,11 +1,14 @@
 // kvrcolor link OUT.icc: a chain built by the native engine, saved as a device-link profile.
+// The device link is the native link's grid table; a link of another back-end has none to save.
 #include <CLI/CLI.hpp>
 
 #include "Chain.h"
 #include "CliError.h"
 #include "Commands.h"
-#include "DeviceLinkWriter.h"
+#include "Profiles.h"
+#include "base/WideString.h"
 #include "colorlink/native/ColorLink.h"
+#include "icc/IccDeviceLinkWriter.h"
 
 namespace {
 
@@ -36,7 +39,13 @@ int RunLink(const LinkOptions& o) {
         o.inFormat.empty() ? ImpliedInputSpace(o.chain) : ParseInFormat(o.inFormat);
     const ResolvedChain chain = ResolveChain(o.chain, in, "the input");
     auto link = BuildLink(chain);
-    const CFunc_16TabBaseMft* table = link->Table16();
+    // The one place where the tool needs the native link itself: its table is what is saved.
+    const auto* native = dynamic_cast<const CColorLink*>(link.get());
+    if (!native)
+        throw CliError(kExitLink, DescribeChain(chain) +
+                                      ": the colour engine of the settings is not the native one; "
+                                      "only a native link has a table to save");
+    const CFunc_16TabBaseMft* table = native->Table16();
     if (!table)
         throw CliError(kExitLink, DescribeChain(chain) + ": the link copies its input and has no "
                                                          "table to save");
@@ -45,8 +54,19 @@ int RunLink(const LinkOptions& o) {
     const std::string description = "kvrcolor link " + SpaceName(chain.in) + " to " +
                                     SpaceName(chain.out) + ": " + DescribeChain(chain) + ", " +
                                     IntentName(intent);
-    WriteDeviceLink(o.out, *table, chain.in, chain.out, HeaderIntent(intent), description);
-    return kExitOk;
+    switch (WriteIccDeviceLink(&Settings(), Utf8ToWide(o.out).c_str(), *table,
+                               SignatureOfSpace(chain.in), SignatureOfSpace(chain.out),
+                               HeaderIntent(intent), description.c_str())) {
+    case EDeviceLinkResult::Ok:
+        return kExitOk;
+    case EDeviceLinkResult::UnsupportedTable:
+        throw CliError(kExitLink, "the link's table is of a kind that lut16 cannot hold");
+    case EDeviceLinkResult::UnreadableCurves:
+        throw CliError(kExitLink, "the link's curves cannot be read");
+    case EDeviceLinkResult::WriteFailed:
+        break;
+    }
+    throw CliError(kExitOutput, o.out + ": cannot be written");
 }
 } // namespace
 

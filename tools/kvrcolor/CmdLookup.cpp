@@ -13,7 +13,7 @@
 #include "CliError.h"
 #include "ColourValues.h"
 #include "Commands.h"
-#include "colorlink/native/ColorLink.h"
+#include "colorlink/MdlColorLink.h"
 
 namespace {
 

@@ -58,7 +58,11 @@ TiffWriter::TiffWriter(const std::string& path, const OutputSpec& spec,
               TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, spp) &&
               TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
               TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PhotometricOf(spec)) &&
-              TIFFSetField(tif, TIFFTAG_SOFTWARE, "kvrcolor");
+              TIFFSetField(tif, TIFFTAG_SOFTWARE, spec.software.c_str());
+    if (spec.resolution > 0)
+        ok = ok && TIFFSetField(tif, TIFFTAG_XRESOLUTION, float(spec.resolution)) &&
+             TIFFSetField(tif, TIFFTAG_YRESOLUTION, float(spec.resolution)) &&
+             TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
     // CMYK is told by the ink set alone; libtiff warns about NumberOfInks whenever extra
     // samples make it differ from the samples per pixel, so it is written only where it says
     // something the ink set does not.

@@ -4,7 +4,7 @@
 //
 // writes, in the folder layout below the setting BasePath:
 //
-// InputRgb/kvr-srgb.icc: sRGB (tools/PrinterModel.h) as a version-2 display profile of matrix
+// InputRgb/kvr-srgb.icc: sRGB (tools/gen/PrinterModel.h) as a version-2 display profile of matrix
 // and curves on an XYZ connection space. The colorants are the sRGB primaries adapted to D50 by
 // Bradford, so the media white is D50; chad holds that adaptation. The three TRCs share one
 // curve of 1024 entries of the sRGB transfer function.
@@ -48,7 +48,7 @@
 
 #include "base/Colorimetry.h"
 #include "icc/IccProfileGen.h"
-#include "tools/PrinterModel.h"
+#include "tools/gen/PrinterModel.h"
 
 namespace fs = std::filesystem;
 

@@ -8,7 +8,7 @@
 // this program: the same build writes the same bytes.
 //
 // The colour models behind the tables, sRGB and the press with its separation, are those of
-// tools/PrinterModel.h, which the default profiles share.
+// tools/gen/PrinterModel.h, which the default profiles share.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -27,7 +27,7 @@
 #include "gridtable/Mft4.h"
 #include "gridtable/TabMft.h"
 #include "icc/IccProfileGen.h"
-#include "tools/PrinterModel.h"
+#include "tools/gen/PrinterModel.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/PrinterModel.h"
+#include "tools/gen/PrinterModel.h"
 
 #include <algorithm>
 #include <cmath>

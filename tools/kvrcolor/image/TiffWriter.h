@@ -1,6 +1,7 @@
 // TIFF output, written a band of rows at a time: chunky samples of the input's bit depth, the
 // photometric interpretation of the output space, the extra channels of the input behind the
-// colour ones, the destination profile embedded.
+// colour ones, the destination profile embedded. The tool's output, kvrmkimage's generated
+// images and the test images of the tool's tests are all written by it.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,8 @@ struct OutputSpec {
     LabEncoding lab = LabEncoding::None; // CIELAB or ICCLAB for Lab output
     std::vector<uint8_t> icc;            // profile to embed; none if empty
     Compression compression = Compression::None;
+    std::string software = "kvrcolor"; // the program named in the file
+    double resolution = 0;             // pixels per inch, written when above 0
 
     size_t rowBytes() const { return size_t(width) * (space.channels + extras) * (bits / 8); }
 };

@@ -1,11 +1,8 @@
-#include "DeviceLinkWriter.h"
+#include "icc/IccDeviceLinkWriter.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "CliError.h"
-#include "Profiles.h"
-#include "base/WideString.h"
 #include "gridtable/TabMft.h"
 #include "gridtable/TabMftX.h"
 #include "icc/IccProfileGen.h"
@@ -14,10 +11,11 @@ namespace {
 
 // lut16 tables of a curve set, channel after channel: the curves as defined when they have at
 // most 4096 entries (the most a lut16 should hold), else the 4096-entry read-out that the
-// pipeline itself uses; the identity when the pipeline skips the set.
-std::vector<uint16_t> CurveEntries(const CFunc_16Tab& tab, unsigned channels, bool skipped,
-                                   uint16_t& entries) {
-    std::vector<uint16_t> values;
+// pipeline itself uses; the identity when the pipeline skips the set. False if that read-out
+// is missing.
+bool CurveEntries(const CFunc_16Tab& tab, unsigned channels, bool skipped, uint16_t& entries,
+                  std::vector<uint16_t>& values) {
+    values.clear();
     const uint16_t* raw = tab.pRawTab();
     if (skipped || !raw || tab.entries() < 2) {
         entries = 2;
@@ -29,17 +27,18 @@ std::vector<uint16_t> CurveEntries(const CFunc_16Tab& tab, unsigned channels, bo
         entries = CFunc_16Tab::kFastEntries;
         for (unsigned c = 0; c < channels; ++c) {
             const uint16_t* fast = tab.pFastTab(c);
-            if (!fast) throw CliError(kExitLink, "the link's curves cannot be read");
+            if (!fast) return false;
             values.insert(values.end(), fast, fast + entries);
         }
     }
-    return values;
+    return true;
 }
 
 // The lut16 content of a link table, for the generator.
 class LinkTableSource : public CMTab {
 public:
-    explicit LinkTableSource(const CFunc_16TabBaseMft& t);
+    // Takes the content of `t`; Ok, UnsupportedTable or UnreadableCurves.
+    EDeviceLinkResult Take(const CFunc_16TabBaseMft& t);
 
     unsigned short InputValue(unsigned e, unsigned c) const override {
         return m_in[size_t(c) * inputEnt + e];
@@ -61,17 +60,19 @@ public:
     }
 
 private:
-    template <class Pipeline> void TakeGrid(const Pipeline& p);
+    template <class Pipeline> EDeviceLinkResult TakeGrid(const Pipeline& p);
     void TakeOneInput(const CFunc_16Tab1Mft& p);
 
     std::vector<uint16_t> m_in, m_grid, m_out;
 };
 
-template <class Pipeline> void LinkTableSource::TakeGrid(const Pipeline& p) {
+template <class Pipeline> EDeviceLinkResult LinkTableSource::TakeGrid(const Pipeline& p) {
     clutPoints = uint8_t(p.Mft().clutPoints());
     m_grid.assign(p.Mft().Table(), p.Mft().Table() + p.Mft().TabEntries());
-    m_in = CurveEntries(p.FuncInputTab(), inputChan, p.skipInputTab(), inputEnt);
-    m_out = CurveEntries(p.FuncOutputTab(), outputChan, p.skipOutputTab(), outputEnt);
+    if (!CurveEntries(p.FuncInputTab(), inputChan, p.skipInputTab(), inputEnt, m_in) ||
+        !CurveEntries(p.FuncOutputTab(), outputChan, p.skipOutputTab(), outputEnt, m_out))
+        return EDeviceLinkResult::UnreadableCurves;
+    return EDeviceLinkResult::Ok;
 }
 
 // One input: the pipeline reads three curves in a row (input, a middle curve per channel,
@@ -95,29 +96,30 @@ void LinkTableSource::TakeOneInput(const CFunc_16Tab1Mft& p) {
     }
 }
 
-LinkTableSource::LinkTableSource(const CFunc_16TabBaseMft& t) {
+EDeviceLinkResult LinkTableSource::Take(const CFunc_16TabBaseMft& t) {
     inputChan = uint8_t(t.inputChan());
     outputChan = uint8_t(t.outputChan());
-    if (const auto* p3 = dynamic_cast<const CFunc_16Tab3Mft*>(&t))
-        TakeGrid(*p3);
-    else if (const auto* p4 = dynamic_cast<const CFunc_16Tab4Mft*>(&t))
-        TakeGrid(*p4);
-    else if (const auto* p1 = dynamic_cast<const CFunc_16Tab1Mft*>(&t))
+    if (const auto* p3 = dynamic_cast<const CFunc_16Tab3Mft*>(&t)) return TakeGrid(*p3);
+    if (const auto* p4 = dynamic_cast<const CFunc_16Tab4Mft*>(&t)) return TakeGrid(*p4);
+    if (const auto* p1 = dynamic_cast<const CFunc_16Tab1Mft*>(&t)) {
         TakeOneInput(*p1);
-    else
-        throw CliError(kExitLink, "the link's table is of a kind that lut16 cannot hold");
+        return EDeviceLinkResult::Ok;
+    }
+    return EDeviceLinkResult::UnsupportedTable;
 }
 } // namespace
 
-void WriteDeviceLink(const std::string& path, const CFunc_16TabBaseMft& table, const PixelSpace& in,
-                     const PixelSpace& out, unsigned headerIntent, const std::string& description) {
-    const LinkTableSource source(table);
-    CIccProfileGen1 gen(&Settings());
-    gen.SetHeader(icSigLinkClass, SignatureOfSpace(in), SignatureOfSpace(out), headerIntent);
-    gen.AddProfileDescriptionTag(description.c_str());
+EDeviceLinkResult WriteIccDeviceLink(CUserSettingsMgr* settings, const wchar_t* path,
+                                     const CFunc_16TabBaseMft& table, uint32_t inSpace,
+                                     uint32_t outSpace, unsigned headerIntent,
+                                     const char* description) {
+    LinkTableSource source;
+    if (const EDeviceLinkResult r = source.Take(table); r != EDeviceLinkResult::Ok) return r;
+    CIccProfileGen1 gen(settings);
+    gen.SetHeader(icSigLinkClass, inSpace, outSpace, headerIntent);
+    gen.AddProfileDescriptionTag(description);
     gen.AddTextTag(icSigCopyrightTag, CIccProfileGen1::szCopyRight);
     gen.AddLut16Tag(icSigAToB0Tag, source);
     // The generator saves through a temporary of its own and renames it at the end.
-    if (!gen.OnSaveDocument(Utf8ToWide(path).c_str()))
-        throw CliError(kExitOutput, path + ": cannot be written");
+    return gen.OnSaveDocument(path) ? EDeviceLinkResult::Ok : EDeviceLinkResult::WriteFailed;
 }
