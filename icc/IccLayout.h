@@ -1,8 +1,9 @@
 // Where the fields of the ICC records stand, and checked reading of them.
 //
 // One place for the layout of the records that more than one reader walks: the curve records
-// (curv, para), the lookup tables (mft1, mft2, mAB , mBA ) with their grid, and the counted
-// records that the byte-order conversion walks (ncl2, clrt, bfd ). Every offset counts from the
+// (curv, para), the lookup tables (mft1, mft2, mAB , mBA ) with their grid, XYZ numbers, the
+// named colours (ncl2), and the counted records that the byte-order conversion walks (clrt,
+// bfd ). Every offset counts from the
 // start of the tag block, type signature included. A Span is a byte range with its byte order;
 // each of its reads answers false instead of reading past the end. The record readers fill a
 // plain struct and answer false when the record, as far as its counts reach, does not fit.
@@ -90,6 +91,9 @@ namespace Ncl2 { // ncl2: flags, count, device coordinates, prefix, suffix, entr
 inline constexpr uint64_t kVendorFlagAt = offsetof(icNamedColor2Type, ncolor.vendorFlag);
 inline constexpr uint64_t kCountAt = offsetof(icNamedColor2Type, ncolor.count);
 inline constexpr uint64_t kDeviceCoordsAt = offsetof(icNamedColor2Type, ncolor.nDeviceCoords);
+inline constexpr uint64_t kPrefixAt = offsetof(icNamedColor2Type, ncolor.prefix);
+inline constexpr uint64_t kSuffixAt = offsetof(icNamedColor2Type, ncolor.suffix);
+inline constexpr uint64_t kAffixBytes = 32; // prefix and suffix, zero-terminated in the field
 inline constexpr uint64_t kHeadBytes = sizeof(icNamedColor2Type);
 inline constexpr uint64_t kRootNameBytes = 32; // each entry: name, then 3 + coords u16 values
 inline constexpr unsigned kPcsValues = 3;
@@ -126,6 +130,7 @@ static_assert(Lut16::kInputEntAt == 48 && Lut16::kOutputEntAt == 50 && Lut16::kH
 static_assert(LutAB::kInputChanAt == 8 && LutAB::kOffsetsAt == 12 && LutAB::kHeadBytes == 32);
 static_assert(Clut::kPrecisionAt == 16 && Clut::kHeadBytes == 20);
 static_assert(Ncl2::kCountAt == 12 && Ncl2::kDeviceCoordsAt == 16 && Ncl2::kHeadBytes == 84);
+static_assert(Ncl2::kPrefixAt == 20 && Ncl2::kSuffixAt == 52);
 static_assert(Clrt::kCountAt == 8 && Clrt::kEntryBytes == 38 && Clrt::kEntryPcsAt == 32);
 static_assert(UcrBg::kCountAt == 8 && UcrBg::kCurveAt == 12);
 static_assert(Xyz::kNumbersAt == 8 && Xyz::kNumberBytes == 12);
@@ -467,6 +472,27 @@ inline bool ReadClutHead(const Span& s, uint64_t offset, ClutRecord& rec) {
     rec.precision = prec;
     rec.samplesAt = offset + Clut::kHeadBytes;
     return true;
+}
+
+// The head of an ncl2 record and where its entries stand.
+struct NamedColor2Record {
+    uint32_t vendorFlag = 0, count = 0, deviceCoords = 0;
+    uint64_t entriesAt = 0;  // offset of the first entry in the span
+    uint64_t entryBytes = 0; // root name, then 3 connection-space and deviceCoords u16 values
+};
+
+// The ncl2 record at the start of the span. False when its head or its `count` entries do not
+// fit; the names are not looked at.
+inline bool ReadNamedColor2(const Span& s, NamedColor2Record& rec) {
+    rec = NamedColor2Record{};
+    if (!s.Has(0, Ncl2::kHeadBytes)) return false;
+    s.U32(Ncl2::kVendorFlagAt, rec.vendorFlag);
+    s.U32(Ncl2::kCountAt, rec.count);
+    s.U32(Ncl2::kDeviceCoordsAt, rec.deviceCoords);
+    rec.entriesAt = Ncl2::kHeadBytes;
+    rec.entryBytes = Ncl2::kRootNameBytes + 2 * (uint64_t(Ncl2::kPcsValues) + rec.deviceCoords);
+    // Divided rather than multiplied: count * entryBytes can pass 64 bits.
+    return rec.count <= (s.size() - Ncl2::kHeadBytes) / rec.entryBytes;
 }
 
 } // namespace IccLayout

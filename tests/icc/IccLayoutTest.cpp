@@ -268,6 +268,30 @@ TEST(IccLayout, XYZNumbers) {
     EXPECT_FALSE(IccLayout::ReadXYZNumber(s, UINT64_MAX / 8, xyz));
 }
 
+TEST(IccLayout, NamedColor2HeadAndEntries) {
+    Be w;
+    w.head("ncl2").u32(5).u32(2).u32(4).text("pre", 32).text("suf", 32);
+    for (int e = 0; e < 2; ++e) w.text("name", 32).zeros(2 * (3 + 4));
+    for (Order order : {Order::File, Order::Host}) {
+        const Bytes b = order == Order::File ? w.b : ToHost(w.b);
+        IccLayout::NamedColor2Record rec;
+        ASSERT_TRUE(IccLayout::ReadNamedColor2(Span(b.data(), b.size(), order), rec));
+        EXPECT_EQ(5u, rec.vendorFlag);
+        EXPECT_EQ(2u, rec.count);
+        EXPECT_EQ(4u, rec.deviceCoords);
+        EXPECT_EQ(84u, rec.entriesAt);
+        EXPECT_EQ(32u + 14, rec.entryBytes);
+        EXPECT_EQ(b.size(), rec.entriesAt + rec.count * rec.entryBytes);
+        EXPECT_FALSE(IccLayout::ReadNamedColor2(Span(b.data(), b.size() - 1, order), rec));
+        EXPECT_FALSE(IccLayout::ReadNamedColor2(Span(b.data(), 83, order), rec));
+    }
+    // Counts whose product passes 64 bits are refused, not wrapped.
+    Be huge;
+    huge.head("ncl2").u32(0).u32(0xFFFFFFFFu).u32(0xFFFFFFFFu).zeros(64);
+    IccLayout::NamedColor2Record rec;
+    EXPECT_FALSE(IccLayout::ReadNamedColor2(Span(huge.b.data(), huge.b.size(), Order::File), rec));
+}
+
 TEST(IccLayout, ParaParameterCounts) {
     EXPECT_EQ(1u, IccLayout::ParaParameterCount(0));
     EXPECT_EQ(7u, IccLayout::ParaParameterCount(4));
