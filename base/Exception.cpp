@@ -1,3 +1,9 @@
 #include "base/Exception.h"
 
-void ThrowStringException(const std::string& text) { throw CStringException(text); }
+void ThrowStringException(const std::string& text) {
+    throw CStringException(text);
+}
+
+void AfxThrowInvalidArgException() {
+    throw CInvalidArgException();
+}

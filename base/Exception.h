@@ -1,4 +1,6 @@
-// Exceptions of the file and archive layer, with the cause numbers callers test.
+// The library's exceptions: every one derives from CException, so a caller that guards a call
+// with catch (const CException&) sees all of them. File and archive errors carry the cause
+// numbers callers test.
 #pragma once
 
 #include <exception>
@@ -33,7 +35,8 @@ public:
         diskFull = 13,
         endOfFile = 14,
     };
-    explicit CFileException(int cause = none, int osError = 0) : m_cause(cause), m_lOsError(osError) {}
+    explicit CFileException(int cause = none, int osError = 0)
+        : m_cause(cause), m_lOsError(osError) {}
     const char* what() const noexcept override { return "file exception"; }
 
     int m_cause;
@@ -58,6 +61,15 @@ public:
 
     int m_cause;
 };
+
+// An argument outside what a call accepts: an index beyond a count, a channel count above a
+// fixed maximum, a size that the file format cannot record.
+class CInvalidArgException : public CException {
+public:
+    const char* what() const noexcept override { return "invalid argument"; }
+};
+
+[[noreturn]] void AfxThrowInvalidArgException();
 
 // Thrown by the few interfaces that report failure as text.
 class CStringException : public CException {

@@ -23,9 +23,6 @@ namespace {
 constexpr double kWhite65535[3] = {65535.0, 65535.0, 65535.0};
 constexpr double kWhite115[3] = {32767.5, 32767.5, 32767.5}; // 65535 / 2: 1.0 at about 32768
 
-// A 16.16 fixed-point number to double: exactly 2^-16.
-constexpr double kFixed16 = 1.52587890625e-5;
-
 // floor(v + 0.5) limited to 0..65535; NaN gives 0.
 uint16_t RoundLimit16(double v) {
     v = std::floor(v + 0.5);
@@ -106,8 +103,8 @@ int CXYZRelToIcc::Inv(const uint16_t* in, uint16_t* out) const {
 // Relative and absolute colorimetry
 
 CXYZorLabRelAbs::CXYZorLabRelAbs(const icXYZNumber& white, int isXYZ)
-    : m_factorX(kD50X / (white.X * kFixed16)), m_factorY(kD50Y / (white.Y * kFixed16)),
-      m_factorZ(kD50Z / (white.Z * kFixed16)), m_isXYZ(isXYZ) {}
+    : m_factorX(kD50X / (white.X * icFixed16Unit)), m_factorY(kD50Y / (white.Y * icFixed16Unit)),
+      m_factorZ(kD50Z / (white.Z * icFixed16Unit)), m_isXYZ(isXYZ) {}
 
 int CXYZorLabRelAbs::Apply(const uint16_t* in, uint16_t* out, bool multiply) const {
     uint16_t s[3];

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
-#include <cstring>
 
-#include "icc/IccRecords.h"
+#include "icc/IccLayout.h"
 
 IMPLEMENT_DYNAMIC(CFunc_16Tab, CFunc_16)
 
@@ -75,20 +73,6 @@ void BuildInverse(const uint16_t* row, uint32_t entries, uint16_t* fast) {
             fast[i] = InversePosition(row, lastEntry, k, x);
     }
 }
-
-// ICC record fields, read from host-order memory of any alignment.
-template <class V> V ReadAt(const uint8_t* record, size_t offset) {
-    V v;
-    std::memcpy(&v, record + offset, sizeof(V));
-    return v;
-}
-
-// Field offsets of the host-order records; read by copy, since a record inside a tag block
-// need not be aligned for its fields.
-constexpr size_t kCurveCount = offsetof(icCurveType, curve) + offsetof(icCurve, count);
-constexpr size_t kCurveData = offsetof(icCurveType, curve) + offsetof(icCurve, data);
-constexpr size_t kParaType = offsetof(parametricCurveType, functionType);
-constexpr size_t kParaParams = offsetof(parametricCurveType, parameters);
 
 uint16_t ToSample(double y) {
     return static_cast<uint16_t>(y * 65535.0 + 0.5);
@@ -163,40 +147,38 @@ void CFunc_16Tab::BuildFastTabs() {
 }
 
 unsigned CFunc_16Tab::ExpandIccCurve(const uint8_t* record, uint16_t* samples) {
-    const auto sig = ReadAt<icTagTypeSignature>(record, offsetof(icCurveType, base));
-    if (sig == icSigCurveType) {
-        const auto count = ReadAt<icUInt32Number>(record, kCurveCount);
-        const uint8_t* data = record + kCurveData;
+    // The callers have checked the record against its block, or trust it.
+    const IccLayout::Span span = IccLayout::Span::Trusted(record, IccLayout::Order::Host);
+    IccLayout::CurveRecord curve;
+    IccLayout::ReadCurveRecord(span, 0, curve);
+    if (curve.kind == IccLayout::CurveKind::Curv) {
+        const uint32_t count = curve.count;
         if (count == 1) {
             // A gamma in units of 1/256; pow of 0..1 stays in 0..1.
-            const double gamma = ReadAt<icU8Fixed8Number>(data, 0) / 256.0;
+            icU8Fixed8Number raw = 0;
+            span.U16(curve.entriesAt, raw);
+            const double gamma = raw / 256.0;
             for (unsigned i = 0; i < kFastEntries; ++i)
                 samples[i] = ToSample(std::pow(i / 4095.0, gamma));
         } else {
             // The samples as a curve of their own, read out the way every curve is.
             std::vector<uint16_t> points(count);
-            if (count) std::memcpy(points.data(), data, size_t(count) * 2);
-            const CFunc_16Tab curve(1, points.data(), count);
+            span.U16Run(curve.entriesAt, count, points.data());
+            const CFunc_16Tab table(1, points.data(), count);
             for (unsigned i = 0; i < kFastEntries; ++i) {
                 const uint16_t x = ToSample(i / 4095.0);
-                curve.Trn(&x, &samples[i]);
+                table.Trn(&x, &samples[i]);
             }
         }
         // The samples are padded to a multiple of 4 bytes.
-        return unsigned(kCurveData) + 2 * (count + count % 2);
+        return static_cast<unsigned>(curve.length);
     }
-    if (sig == icSigParametricCurveType) {
-        static constexpr unsigned kParams[] = {1, 3, 4, 5, 7};
-        static constexpr unsigned kLength[] = {16, 24, 28, 32, 40};
-        const unsigned type = ReadAt<icUInt16Number>(record, kParaType);
-        if (type < 5) {
-            double prm[7] = {};
-            for (unsigned k = 0; k < kParams[type]; ++k)
-                prm[k] = ReadAt<icS15Fixed16Number>(record, kParaParams + 4 * k) / 65536.0;
-            for (unsigned i = 0; i < kFastEntries; ++i)
-                samples[i] = ToSample(ParametricValue(type, prm, i / 4095.0));
-            return kLength[type];
-        }
+    if (curve.kind == IccLayout::CurveKind::Para) {
+        double prm[IccLayout::kMaxParaParameters] = {};
+        for (unsigned k = 0; k < curve.parameters; ++k) prm[k] = curve.parameter[k] * icFixed16Unit;
+        for (unsigned i = 0; i < kFastEntries; ++i)
+            samples[i] = ToSample(ParametricValue(curve.function, prm, i / 4095.0));
+        return static_cast<unsigned>(curve.length);
     }
     // Anything else is the identity and has no length.
     for (unsigned i = 0; i < kFastEntries; ++i)

@@ -11,10 +11,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <stdexcept>
 #include <type_traits>
 #include <vector>
 
+#include "base/Exception.h"
 #include "colorfunc/Func16Tab.h"
 #include "colorfunc/Func8Tab.h"
 #include "gridtable/Mft3.h"
@@ -52,7 +52,7 @@ public:
     bool skipOutputTab() const { return m_skipOutputTab; }
 
 protected:
-    // The given curves, both flags false. Throws std::length_error for more
+    // The given curves, both flags false. Throws CInvalidArgException for more
     // channels than the local vectors of Trn hold.
     TFuncTabBaseMft(unsigned in, unsigned out, Tab inTab, Tab outTab)
         : Func(CheckedCount(in, kMaxInputs), CheckedCount(out, kMaxOutputs)),
@@ -83,7 +83,7 @@ protected:
 
 private:
     static unsigned CheckedCount(unsigned n, unsigned max) {
-        if (n > max) throw std::length_error("pipeline channel count");
+        if (n > max) AfxThrowInvalidArgException();
         return n;
     }
 };

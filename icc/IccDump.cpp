@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
 #include <string_view>
 #include <type_traits>
 
@@ -54,7 +53,7 @@ void AppendAscii(std::wstring& out, const char* s, size_t n) {
 }
 
 [[noreturn]] void FormatMismatch(const char* format) {
-    throw std::logic_error(std::string("dump format and arguments disagree: ") + format);
+    ThrowStringException(std::string("dump format and arguments disagree: ") + format);
 }
 
 void Format(std::wstring& out, const char* format, const FmtArg* args, size_t count) {
@@ -253,15 +252,13 @@ uint64_t Power(uint64_t base, unsigned exponent) {
 // ---------------------------------------------------------------------------------------------
 // Tag types
 
-constexpr double kFixed16Unit = 1.52587890625e-5; // s15Fixed16 to double
-
 void TypeLine(std::wstring& out, const CBlock& b) {
     PrintApp(out, "type             %c%c%c%c\r\n", SigArg{b.U32(0)});
 }
 
 void XYZLine(std::wstring& out, int32_t x, int32_t y, int32_t z) {
-    PrintApp(out, "  %7.4f  %7.4f  %7.4f  (0x%08X, 0x%08X, 0x%08X)\r\n", x * kFixed16Unit,
-             y * kFixed16Unit, z * kFixed16Unit, x, y, z);
+    PrintApp(out, "  %7.4f  %7.4f  %7.4f  (0x%08X, 0x%08X, 0x%08X)\r\n", x * icFixed16Unit,
+             y * icFixed16Unit, z * icFixed16Unit, x, y, z);
 }
 
 // Every 16-bit entry k of a table of n entries from `off` for which 25 * k reaches a mark that

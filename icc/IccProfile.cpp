@@ -10,10 +10,6 @@
 IMPLEMENT_DYNAMIC(CIccProfile, CProtectedDocument)
 IMPLEMENT_DYNAMIC(CIccProfileRead, CIccProfile)
 
-void AfxThrowInvalidArgException() {
-    throw CInvalidArgException();
-}
-
 namespace {
 
 constexpr unsigned kOpenFlags = CFile::modeRead | CFile::shareDenyWrite | CFile::typeBinary;
@@ -164,7 +160,7 @@ unsigned CIccProfileRead::nTagFind(uint32_t sig) const {
     const unsigned count = GetCount();
     for (unsigned i = 0; i < count; ++i)
         if (Tag(i).sig == sig) return i;
-    return 0xFFFFFFFFu;
+    return icTagIndexNone;
 }
 
 uint32_t* CIccProfileRead::FindTagData(uint32_t sig, icTag* tag) {
@@ -174,7 +170,7 @@ uint32_t* CIccProfileRead::FindTagData(uint32_t sig, icTag* tag) {
 uint32_t* CIccProfileRead::FindTagData(uint32_t sig, icTag* tag, uint32_t* pBlockSize) {
     if (pBlockSize) *pBlockSize = 0;
     unsigned index = nTagFind(sig);
-    if (index == 0xFFFFFFFFu) return nullptr;
+    if (index == icTagIndexNone) return nullptr;
     if (tag) {
         tag->sig = Tag(index).sig;
         tag->size = Tag(index).size;

@@ -50,14 +50,6 @@ enum enmObserver : int32_t { Observer2Degree = 0, Observer10Degree = 1 };
 inline constexpr int kIccErrorCannotLoad = 901;   // profile cannot be opened or loaded
 inline constexpr int kIccErrorAccessDenied = 909; // access to the file denied
 
-// Raised for an index outside the tag nodes.
-class CInvalidArgException : public CException {
-public:
-    const char* what() const noexcept override { return "invalid argument"; }
-};
-
-[[noreturn]] void AfxThrowInvalidArgException();
-
 // Header and tag table of a profile.
 class CIccProfile : public CProtectedDocument {
     DECLARE_DYNAMIC(CIccProfile)
@@ -177,7 +169,7 @@ protected:
     // Appends a new owner node with a zeroed block of `size` bytes and answers the block. The
     // table is not touched.
     uint32_t* AddTag(icTagSignature sig, unsigned size, unsigned offset);
-    // Index of the first table entry with `sig`, 0xFFFFFFFF if none.
+    // Index of the first table entry with `sig`, icTagIndexNone if none.
     unsigned nTagFind(uint32_t sig) const;
 
     // The node `index`; throws CInvalidArgException beyond the node count.

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
-#include <stdexcept>
 
 #include "base/Digest.h"
 #include "base/WideString.h"
@@ -27,14 +26,12 @@ const char* const CIccProfileGen1::szCopyRight = "Copyright (c) 2026, the KVRCOL
 
 namespace {
 
-constexpr double kFixed16Unit = 1.52587890625e-5; // 1 / 65536
-
 // The maker's version stamp of the Tvr2 tag, as text; the tag holds its decimal value.
 constexpr char kTarvelinVersionText[] = "0350";
 
 // Tag block sizes are 32-bit in the file; a larger block cannot be written.
 uint32_t CheckedSize(uint64_t size) {
-    if (size > std::numeric_limits<uint32_t>::max()) throw std::length_error("ICC tag too large");
+    if (size > std::numeric_limits<uint32_t>::max()) AfxThrowInvalidArgException();
     return static_cast<uint32_t>(size);
 }
 
@@ -207,7 +204,7 @@ void CIccProfileGen1::AddCurveTag(icTagSignature sig, int32_t gamma, uint32_t co
     uint32_t* block = AddTag(sig, size, 0);
     Put32(block, 0, icSigCurveType);
     Put32(block, 8, count);
-    const double g = gamma * kFixed16Unit;
+    const double g = gamma * icFixed16Unit;
     if (count == 1) {
         Put16(block, 12, LowU16(TruncToInt32(std::floor(g * 256.0 + 0.5))));
     } else if (count >= 2) {
@@ -368,7 +365,7 @@ void CIccProfileGen1::AddNamedColor2Tag(int count, int coords, const std::wstrin
 }
 
 void CIccProfileGen1::AddProfileDescriptionTag(const char* text) {
-    if (TagFind(icSigProfileDescriptionTag) != 0xFFFFFFFFu) {
+    if (TagFind(icSigProfileDescriptionTag) != icTagIndexNone) {
         ModifyProfileDescriptionTag(text);
         return;
     }
@@ -396,7 +393,7 @@ void CIccProfileGen1::AddTagAndData(const icTag& tag, const void* data) {
 }
 
 void CIccProfileGen1::AddTarvelinVersionTag() {
-    if (TagFind(icSigTvr2Tag) != 0xFFFFFFFFu) return;
+    if (TagFind(icSigTvr2Tag) != icTagIndexNone) return;
     uint32_t* block = AddTag(icSigTvr2Tag, 12, 0);
     Put32(block, 0, icSigUInt32ArrayType);
     Put32(block, 8, static_cast<uint32_t>(std::strtoul(kTarvelinVersionText, nullptr, 10)));
@@ -404,7 +401,7 @@ void CIccProfileGen1::AddTarvelinVersionTag() {
 }
 
 void CIccProfileGen1::AddTextTag(icTagSignature sig, const char* text) {
-    if (TagFind(sig) != 0xFFFFFFFFu) {
+    if (TagFind(sig) != icTagIndexNone) {
         ModifyTextTag(sig, text);
         return;
     }
@@ -436,7 +433,7 @@ uint32_t* CIccProfileGen1::ReplaceTag(unsigned index, icTagSignature sig, uint32
 
 void CIccProfileGen1::ModifyProfileDescriptionTag(const char* text) {
     const unsigned index = TagFind(icSigProfileDescriptionTag);
-    if (index == 0xFFFFFFFFu || index >= m_Tags.size()) return;
+    if (index == icTagIndexNone || index >= m_Tags.size()) return;
     const size_t length = text ? std::strlen(text) : 0;
     const uint32_t rounded = CheckedSize(Round4(length + 1));
     uint32_t* block =
@@ -449,7 +446,7 @@ void CIccProfileGen1::ModifyProfileDescriptionTag(const char* text) {
 
 void CIccProfileGen1::ModifyTextTag(icTagSignature sig, const char* text) {
     const unsigned index = TagFind(sig);
-    if (index == 0xFFFFFFFFu || index >= m_Tags.size()) return;
+    if (index == icTagIndexNone || index >= m_Tags.size()) return;
     const size_t length = text ? std::strlen(text) : 0;
     uint32_t* block = ReplaceTag(index, sig, CheckedSize(Round4(length + 1) + 8));
     Put32(block, 0, icSigTextType);
@@ -470,7 +467,7 @@ void CIccProfileGen1::DupTagAs(icTagSignature newSig, icTagSignature existingSig
 
 uint32_t* CIccProfileGen1::pTagDataFind(uint32_t sig) {
     const unsigned index = TagFind(sig);
-    if (index == 0xFFFFFFFFu || index >= m_Tags.size()) return nullptr;
+    if (index == icTagIndexNone || index >= m_Tags.size()) return nullptr;
     return m_Tags[index]->pTagData();
 }
 
@@ -542,11 +539,11 @@ uint32_t CIccProfileGen1::ConvertDoubleToU16Fixed16(double x) {
 }
 
 double CIccProfileGen1::ConvertS15Fixed16ToDouble(int32_t v) {
-    return v * kFixed16Unit;
+    return v * icFixed16Unit;
 }
 
 double CIccProfileGen1::ConvertU16Fixed16ToDouble(uint32_t v) {
-    return v * kFixed16Unit;
+    return v * icFixed16Unit;
 }
 
 void CIccProfileGen1::ConvertArrayDoubleToS15Fixed16(int count, const double* in, int32_t* out) {

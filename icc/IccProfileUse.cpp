@@ -11,89 +11,42 @@
 #include "colorfunc/ConcatFunc.h"
 #include "colorfunc/Func16GrayToXYZ.h"
 #include "colorfunc/Func16Tab.h"
+#include "icc/IccLayout.h"
 
 IMPLEMENT_DYNAMIC(CIccProfileUse, CIccProfileRead)
 
 namespace {
 
-constexpr double kFixed16 = 1.52587890625e-5; // 2^-16, one unit of s15Fixed16
 constexpr unsigned kMaxOutputs = CFunc_16TabBaseMft::kMaxOutputs;
 constexpr unsigned kTrcEntries = CFunc_16Tab::kFastEntries; // forward TRC expansion
 constexpr unsigned kInvTrcEntries = 256;                    // inverse TRC tables
 
-template <class V> V ReadAt(const uint8_t* block, size_t offset) {
-    V v;
-    std::memcpy(&v, block + offset, sizeof(V));
-    return v;
+using IccLayout::Order;
+using IccLayout::Span;
+
+// A loaded tag block: host order, `size` bytes.
+Span HostBlock(const void* block, uint64_t size) {
+    return Span(block, size, Order::Host);
 }
 
-// `count` u16 values from `at`, copied out of the block (which holds them in host order but
-// is not declared as u16 memory).
-std::vector<uint16_t> ReadU16(const uint8_t* at, size_t count) {
+// `count` u16 values from `offset` of the span, copied out of the block (which is not declared
+// as u16 memory). The caller has checked that they fit.
+std::vector<uint16_t> ReadU16(const Span& s, uint64_t offset, uint64_t count) {
     std::vector<uint16_t> v(count);
-    if (count) std::memcpy(v.data(), at, count * sizeof(uint16_t));
+    s.U16Run(offset, count, v.data());
     return v;
-}
-
-// points ^ inputs * outputs, or an impossible size when it passes 2^40.
-uint64_t GridSamples(unsigned points, unsigned inputs, unsigned outputs) {
-    uint64_t n = outputs;
-    for (unsigned k = 0; k < inputs; ++k) {
-        n *= points;
-        if (n > (uint64_t(1) << 40)) return std::numeric_limits<uint64_t>::max() / 4;
-    }
-    return n;
-}
-
-// Whether one ICC curve record at `pos` lies inside a block of `size` bytes, as far as
-// CFunc_16Tab::ExpandIccCurve reads it; *advance is the length by which a curve set walks on
-// (0 for a record of unknown type, which is then read again for the next channel).
-bool CurveRecordFits(const uint8_t* block, uint64_t size, uint64_t pos, uint64_t* advance) {
-    *advance = 0;
-    if (pos + 4 > size) return false;
-    const auto type = ReadAt<icTagTypeSignature>(block, pos);
-    if (type == icSigCurveType) {
-        if (pos + 12 > size) return false;
-        const uint64_t count = ReadAt<icUInt32Number>(block, pos + 8);
-        if (pos + 12 + 2 * count > size) return false;
-        *advance = 12 + 2 * (count + count % 2);
-        return true;
-    }
-    if (type == icSigParametricCurveType) {
-        static constexpr unsigned kParams[] = {1, 3, 4, 5, 7};
-        if (pos + 12 > size) return false;
-        const unsigned fn = ReadAt<icUInt16Number>(block, pos + 8);
-        if (fn >= 5) return true; // identity, no length
-        if (pos + 12 + 4 * kParams[fn] > size) return false;
-        *advance = 12 + 4 * kParams[fn];
-        return true;
-    }
-    return true; // identity, no length
-}
-
-// Whether `curves` consecutive curve records from `offset` lie inside the block.
-bool CurveSetFits(const uint8_t* block, uint64_t size, uint64_t offset, unsigned curves) {
-    uint64_t pos = offset;
-    for (unsigned c = 0; c < curves; ++c) {
-        uint64_t advance;
-        if (!CurveRecordFits(block, size, pos, &advance)) return false;
-        pos += advance;
-    }
-    return true;
 }
 
 // Whether the grid record at `offset` with G points on `inputs` axes and `outputs` samples a
 // node lies inside the block, as far as DefineClut reads it.
-bool ClutFits(const uint8_t* block, uint64_t size, uint64_t offset, unsigned points,
-              unsigned inputs, unsigned outputs) {
-    if (offset + sizeof(icCLutStruct) > size) return false;
-    const unsigned prec = block[offset + offsetof(icCLutStruct, prec)];
-    if (prec != 1 && prec != 2) return true; // DefineClut reads no data
-    const uint64_t bytes = GridSamples(points, inputs, outputs) * prec;
-    return offset + sizeof(icCLutStruct) + bytes <= size;
+bool ClutFits(const Span& s, uint64_t offset, unsigned points, unsigned inputs, unsigned outputs) {
+    IccLayout::ClutRecord clut;
+    if (!IccLayout::ReadClutHead(s, offset, clut)) return false;
+    if (clut.precision != 1 && clut.precision != 2) return true; // DefineClut reads no data
+    uint64_t samples;
+    if (!IccLayout::GridSampleCount(points, inputs, outputs, samples)) return false;
+    return s.Has(clut.samplesAt, samples * clut.precision);
 }
-
-constexpr uint64_t kMatrixBytes = 12 * 4; // 3x3 coefficients and three offsets
 
 // Where the five elements of an mAB  or mBA  block stand (0: absent), in the roles of the object
 // built from it, with the number of curves that object reads from each curve set.
@@ -103,13 +56,14 @@ struct LutABLayout {
 };
 
 // Whether the elements present lie inside the block, as far as the object reads them.
-bool LutABFits(const uint8_t* block, uint32_t size, const LutABLayout& l, unsigned points,
-               unsigned inputs, unsigned outputs) {
-    if (l.offIn && !CurveSetFits(block, size, l.offIn, l.nIn)) return false;
-    if (l.offMiddle && !CurveSetFits(block, size, l.offMiddle, l.nMiddle)) return false;
-    if (l.offOut && !CurveSetFits(block, size, l.offOut, l.nOut)) return false;
-    if (l.offClut && !ClutFits(block, size, l.offClut, points, inputs, outputs)) return false;
-    if (l.offMatrix && uint64_t(l.offMatrix) + kMatrixBytes > size) return false;
+bool LutABFits(const Span& s, const LutABLayout& l, unsigned points, unsigned inputs,
+               unsigned outputs) {
+    using IccLayout::CurveSetFits;
+    if (l.offIn && !CurveSetFits(s, l.offIn, l.nIn)) return false;
+    if (l.offMiddle && !CurveSetFits(s, l.offMiddle, l.nMiddle)) return false;
+    if (l.offOut && !CurveSetFits(s, l.offOut, l.nOut)) return false;
+    if (l.offClut && !ClutFits(s, l.offClut, points, inputs, outputs)) return false;
+    if (l.offMatrix && !s.Has(l.offMatrix, IccLayout::LutAB::kMatrixBytes)) return false;
     return true;
 }
 
@@ -122,19 +76,22 @@ template <class Func> void DefineLutAB(Func& f, const uint8_t* block, const LutA
     if (l.offMatrix) f.DefineMatrix(block + l.offMatrix);
 }
 
-// Inverse of one TRC stored as a curv of `count` entries (count >= 1), at 256 places.
-void InvertTrc(const uint8_t* record, uint32_t count, uint16_t* out) {
-    const uint8_t* data = record + offsetof(icCurveType, curve.data);
+// Inverse of one TRC stored as a curv of `count` entries (count >= 1), at 256 places. The
+// caller has checked that the entries fit.
+void InvertTrc(const Span& record, uint32_t count, uint16_t* out) {
+    constexpr uint64_t kEntries = IccLayout::Curv::kEntriesAt;
     if (count == 1) {
         // A gamma in units of 1/256, taken as its raw number: 1 / (g / 256).
-        const double exponent = 256.0 / ReadAt<icUInt16Number>(data, 0);
+        uint16_t gamma = 0;
+        record.U16(kEntries, gamma);
+        const double exponent = 256.0 / gamma;
         for (uint32_t i = 0; i < kInvTrcEntries; ++i) {
             const double base = (i * 65535 / 255) / 65535.0;
             out[i] = static_cast<uint16_t>(std::floor(std::pow(base, exponent) * 65535.0 + 0.5));
         }
         return;
     }
-    const std::vector<uint16_t> e = ReadU16(data, count);
+    const std::vector<uint16_t> e = ReadU16(record, kEntries, count);
     for (uint32_t i = 0; i < kInvTrcEntries; ++i) {
         const uint64_t t = uint64_t(i) * 65535 / 255;
         // The first entry above t: a flat stretch thus never divides by zero, and the result
@@ -192,39 +149,36 @@ CFunc_16TabBaseMft* CreateMft16Func(icLut16Type* tag, bool bUseMatrix) {
 }
 
 CFunc_16TabBaseMft* CreateMft16Func(const icLut16Type* tag, uint32_t size, bool bUseMatrix) {
-    if (!tag || size < sizeof(icLut16Type)) return nullptr;
-    const icLut16& lut = tag->lut;
+    if (!tag) return nullptr;
+    const Span s = HostBlock(tag, size);
+    IccLayout::LutRecord lut;
+    if (!IccLayout::ReadLut16(s, lut)) return nullptr;
     const unsigned in = lut.inputChan, out = lut.outputChan, points = lut.clutPoints;
-    const unsigned inEnt = lut.inputEnt, outEnt = lut.outputEnt;
     if (in != 3 && in != 4) return nullptr;
     if (out == 0 || out > kMaxOutputs || points < 2) return nullptr;
-    const uint64_t grid = GridSamples(points, in, out);
-    const uint64_t inSamples = uint64_t(in) * inEnt, outSamples = uint64_t(out) * outEnt;
-    if (sizeof(icLut16Type) + 2 * (inSamples + grid + outSamples) > size) return nullptr;
 
-    const uint8_t* data = reinterpret_cast<const uint8_t*>(tag) + sizeof(icLut16Type);
-    const std::vector<uint16_t> inTab = ReadU16(data, inSamples);
-    const std::vector<uint16_t> table = ReadU16(data + 2 * inSamples, grid);
-    const std::vector<uint16_t> outTab = ReadU16(data + 2 * (inSamples + grid), outSamples);
+    const std::vector<uint16_t> inTab = ReadU16(s, lut.inputAt, lut.inputValues);
+    const std::vector<uint16_t> table = ReadU16(s, lut.gridAt, lut.gridValues);
+    const std::vector<uint16_t> outTab = ReadU16(s, lut.outputAt, lut.outputValues);
 
     if (in == 3) {
         auto f = std::make_unique<CFunc_16Tab3LUTMft>(points, out);
         if (bUseMatrix) {
-            CMatrix3 m(lut.e00, lut.e01, lut.e02, lut.e10, lut.e11, lut.e12, lut.e20, lut.e21,
-                       lut.e22);
-            m *= kFixed16;
+            const int32_t* e = lut.matrix;
+            CMatrix3 m(e[0], e[1], e[2], e[3], e[4], e[5], e[6], e[7], e[8]);
+            m *= icFixed16Unit;
             f->DefineMatrix(m);
         }
-        f->DefineInputTab(inTab.data(), inEnt);
+        f->DefineInputTab(inTab.data(), lut.inputEntries);
         f->Mft().Define(table.data());
-        f->DefineOutputTab(outTab.data(), outEnt);
+        f->DefineOutputTab(outTab.data(), lut.outputEntries);
         return f.release();
     }
     // Four inputs: the matrix is left aside whatever bUseMatrix says.
     auto f = std::make_unique<CFunc_16Tab4Mft>(points, out);
-    f->DefineInputTab(inTab.data(), inEnt);
+    f->DefineInputTab(inTab.data(), lut.inputEntries);
     f->Mft().Define(table.data());
-    f->DefineOutputTab(outTab.data(), outEnt);
+    f->DefineOutputTab(outTab.data(), lut.outputEntries);
     return f.release();
 }
 
@@ -233,29 +187,26 @@ CFunc_8TabBaseMft* CreateMft8Func(icLut8Type* tag) {
 }
 
 CFunc_8TabBaseMft* CreateMft8Func(const icLut8Type* tag, uint32_t size) {
-    if (!tag || size < sizeof(icLut8Type)) return nullptr;
-    const icLut8& lut = tag->lut;
+    if (!tag) return nullptr;
+    const Span s = HostBlock(tag, size);
+    IccLayout::LutRecord lut;
+    if (!IccLayout::ReadLut8(s, lut)) return nullptr;
     const unsigned in = lut.inputChan, out = lut.outputChan, points = lut.clutPoints;
     if (in != 3 && in != 4) return nullptr;
     if (out == 0 || out > kMaxOutputs || points < 2) return nullptr;
-    const uint64_t inBytes = uint64_t(in) * CFunc_8Tab::kEntries;
-    const uint64_t grid = GridSamples(points, in, out);
-    if (sizeof(icLut8Type) + inBytes + grid + uint64_t(out) * CFunc_8Tab::kEntries > size)
-        return nullptr;
 
     // The matrix of an 8-bit table is never used, not even for an XYZ connection space.
-    const uint8_t* data = reinterpret_cast<const uint8_t*>(tag) + sizeof(icLut8Type);
     if (in == 3) {
         auto f = std::make_unique<CFunc_8Tab3Mft>(points, out);
-        f->DefineInputTab(data);
-        f->Mft().Define(data + inBytes);
-        f->DefineOutputTab(data + inBytes + grid);
+        f->DefineInputTab(s.At(lut.inputAt));
+        f->Mft().Define(s.At(lut.gridAt));
+        f->DefineOutputTab(s.At(lut.outputAt));
         return f.release();
     }
     auto f = std::make_unique<CFunc_8Tab4Mft>(points, out);
-    f->DefineInputTab(data);
-    f->Mft().Define(data + inBytes);
-    f->DefineOutputTab(data + inBytes + grid);
+    f->DefineInputTab(s.At(lut.inputAt));
+    f->Mft().Define(s.At(lut.gridAt));
+    f->DefineOutputTab(s.At(lut.outputAt));
     return f.release();
 }
 
@@ -289,7 +240,6 @@ CFunc_16TabBaseMft* CIccProfileUse::CreateMft16Func(uint32_t sig, bool bUseMatri
     uint32_t size = 0;
     const uint32_t* block = FindTagData(sig, nullptr, &size);
     if (!block) return nullptr;
-    const auto* bytes = reinterpret_cast<const uint8_t*>(block);
     switch (block[0]) {
     case icSigLut16Type:
         return ::CreateMft16Func(reinterpret_cast<const icLut16Type*>(block), size, bUseMatrix);
@@ -299,8 +249,8 @@ CFunc_16TabBaseMft* CIccProfileUse::CreateMft16Func(uint32_t sig, bool bUseMatri
         return CreateMftXFromBToA(reinterpret_cast<const lutBToAType*>(block), size);
     case icSigCurveType:
     case icSigParametricCurveType: {
-        uint64_t advance;
-        if (!CurveRecordFits(bytes, size, 0, &advance)) return nullptr;
+        IccLayout::CurveRecord curve;
+        if (!IccLayout::ReadCurveRecord(HostBlock(block, size), 0, curve)) return nullptr;
         // One gray curve serves both directions: inverse unless the input is the gray side.
         return new CFunc_16GrayToXYZ(block, src != icSigGrayData);
     }
@@ -317,55 +267,58 @@ CFunc_8TabBaseMft* CIccProfileUse::CreateMft8Func(uint32_t sig) {
 }
 
 CFunc_16TabBaseMft* CIccProfileUse::CreateMftXFromAToB(const lutAToBType* tag, uint32_t size) {
-    if (!tag || size < sizeof(lutAToBType) || tag->base != icSigLutAtoBType) return nullptr;
-    const auto* block = reinterpret_cast<const uint8_t*>(tag);
-    const unsigned n = tag->inputChan, m = tag->outputChan;
+    if (!tag) return nullptr;
+    const Span s = HostBlock(tag, size);
+    IccLayout::LutABRecord lut;
+    if (!IccLayout::ReadLutAB(s, lut) || tag->base != icSigLutAtoBType) return nullptr;
+    const unsigned n = lut.inputChan, m = lut.outputChan;
     if ((n != 3 && n != 4) || m == 0 || m > kMaxOutputs) return nullptr;
     // Four inputs with a matrix: the matrix stage has three channels.
-    if (n == 4 && tag->offsetMatrix != 0 && m != 3) return nullptr;
+    if (n == 4 && lut.offsetMatrix != 0 && m != 3) return nullptr;
 
     unsigned points = 0;
-    if (tag->offsetCLUT != 0) {
-        if (uint64_t(tag->offsetCLUT) + sizeof(icCLutStruct) > size) return nullptr;
-        points = block[tag->offsetCLUT]; // the first axis stands for all
+    if (lut.offsetCLUT != 0) {
+        IccLayout::ClutRecord clut;
+        if (!IccLayout::ReadClutHead(s, lut.offsetCLUT, clut)) return nullptr;
+        points = clut.gridPoints[0];     // the first axis stands for all
         if (points == 1) return nullptr; // a grid needs two points per axis
     }
     // A curves feed the input curves, M the middle curves (three in the three-input object),
     // B the output curves.
-    const LutABLayout layout{tag->offsetA,      tag->offsetM,
-                             tag->offsetB,      tag->offsetCLUT,
-                             tag->offsetMatrix, n,
-                             n == 3 ? 3u : m,   m};
+    const LutABLayout layout{lut.offsetA,      lut.offsetM, lut.offsetB,     lut.offsetCLUT,
+                             lut.offsetMatrix, n,           n == 3 ? 3u : m, m};
 
     if (n == 3) {
-        if (!LutABFits(block, size, layout, points, 3, m)) return nullptr;
+        if (!LutABFits(s, layout, points, 3, m)) return nullptr;
         auto f = std::make_unique<CFunc_16Tab3MftX>(points, m, false);
-        DefineLutAB(*f, block, layout);
+        DefineLutAB(*f, s.data(), layout);
         return f.release();
     }
-    if (!LutABFits(block, size, layout, points, 4, m)) return nullptr;
+    if (!LutABFits(s, layout, points, 4, m)) return nullptr;
     auto f = std::make_unique<CFunc_16Tab4MftX>(points, m);
-    DefineLutAB(*f, block, layout);
+    DefineLutAB(*f, s.data(), layout);
     return f.release();
 }
 
 CFunc_16TabBaseMft* CIccProfileUse::CreateMftXFromBToA(const lutBToAType* tag, uint32_t size) {
-    if (!tag || size < sizeof(lutBToAType) || tag->base != icSigLutBtoAType) return nullptr;
-    const auto* block = reinterpret_cast<const uint8_t*>(tag);
-    const unsigned n = tag->inputChan, m = tag->outputChan;
+    if (!tag) return nullptr;
+    const Span s = HostBlock(tag, size);
+    IccLayout::LutABRecord lut;
+    if (!IccLayout::ReadLutAB(s, lut) || tag->base != icSigLutBtoAType) return nullptr;
+    const unsigned n = lut.inputChan, m = lut.outputChan;
     if (n != 3 || m == 0 || m > kMaxOutputs) return nullptr;
 
     // G is read at the grid offset as it stands: with no grid that is the block's first byte,
     // which is no size. The grid is then allocated and stays empty.
-    if (tag->offsetCLUT >= size) return nullptr;
-    const unsigned points = block[tag->offsetCLUT];
-    if (tag->offsetCLUT != 0 && points == 1) return nullptr;
+    uint8_t points = 0;
+    if (!s.U8(lut.offsetCLUT, points)) return nullptr;
+    if (lut.offsetCLUT != 0 && points == 1) return nullptr;
     // The tag's data enter at B: B curves are the input curves, A curves the output curves.
-    const LutABLayout layout{
-        tag->offsetB, tag->offsetM, tag->offsetA, tag->offsetCLUT, tag->offsetMatrix, 3, 3, m};
-    if (!LutABFits(block, size, layout, points, 3, m)) return nullptr;
+    const LutABLayout layout{lut.offsetB,      lut.offsetM, lut.offsetA, lut.offsetCLUT,
+                             lut.offsetMatrix, 3,           3,           m};
+    if (!LutABFits(s, layout, points, 3, m)) return nullptr;
     auto f = std::make_unique<CFunc_16Tab3MftX>(points, m, true);
-    DefineLutAB(*f, block, layout);
+    DefineLutAB(*f, s.data(), layout);
     return f.release();
 }
 
@@ -375,11 +328,10 @@ int CIccProfileUse::GetMatrix(CMatrix3& m) {
     CMatrix3 result;
     for (int row = 0; row < 3; ++row) {
         uint32_t size = 0;
-        const auto* block =
-            reinterpret_cast<const uint8_t*>(FindTagData(kColorants[row], nullptr, &size));
-        if (!block || size < sizeof(icXYZType) + sizeof(icXYZNumber)) return 0;
-        const auto xyz = ReadAt<icXYZNumber>(block, offsetof(icXYZType, data));
-        result[row] = CVect3(xyz.X * kFixed16, xyz.Y * kFixed16, xyz.Z * kFixed16);
+        const uint32_t* block = FindTagData(kColorants[row], nullptr, &size);
+        icXYZNumber xyz;
+        if (!block || !IccLayout::ReadXYZNumber(HostBlock(block, size), 0, xyz)) return 0;
+        result[row] = CVect3(xyz.X * icFixed16Unit, xyz.Y * icFixed16Unit, xyz.Z * icFixed16Unit);
     }
     m = result;
     return 1;
@@ -414,10 +366,10 @@ CFunc_16Tab3Mft* CIccProfileUse::CreateFromMatrixTRC() {
     for (int c = 0; c < 3; ++c) {
         uint32_t size = 0;
         trc[c] = reinterpret_cast<const uint8_t*>(FindTagData(kTrcs[c], nullptr, &size));
-        uint64_t advance;
+        IccLayout::CurveRecord curve;
         if (!trc[c])
             allTrcs = false;
-        else if (!CurveRecordFits(trc[c], size, 0, &advance))
+        else if (!IccLayout::ReadCurveRecord(HostBlock(trc[c], size), 0, curve))
             return nullptr;
     }
 
@@ -443,20 +395,22 @@ CFunc_16Tab3MatrixMft* CIccProfileUse::CreateFromMatrixTRCInv() {
 
     // The TRCs are read as curv records whatever their type.
     static constexpr uint32_t kTrcs[3] = {icSigRedTRCTag, icSigGreenTRCTag, icSigBlueTRCTag};
-    const uint8_t* trc[3];
-    uint32_t sizes[3], counts[3];
+    Span trc[3];
+    uint32_t counts[3];
     for (int c = 0; c < 3; ++c) {
-        trc[c] = reinterpret_cast<const uint8_t*>(FindTagData(kTrcs[c], nullptr, &sizes[c]));
-        if (!trc[c]) return f.release();
+        uint32_t size = 0;
+        const uint32_t* block = FindTagData(kTrcs[c], nullptr, &size);
+        if (!block) return f.release();
+        trc[c] = HostBlock(block, size);
     }
     for (int c = 0; c < 3; ++c) {
-        if (sizes[c] < sizeof(icCurveType)) return nullptr;
-        counts[c] = ReadAt<icUInt32Number>(trc[c], offsetof(icCurveType, curve.count));
+        if (!trc[c].Has(0, IccLayout::Curv::kHeadBytes)) return nullptr;
+        trc[c].U32(IccLayout::Curv::kCountAt, counts[c]);
     }
     if (counts[0] != counts[1] || counts[0] != counts[2] || counts[0] == 0) return f.release();
     const uint32_t count = counts[0];
     for (int c = 0; c < 3; ++c)
-        if (sizeof(icCurveType) + 2 * uint64_t(count) > sizes[c]) return nullptr;
+        if (!trc[c].Has(IccLayout::Curv::kEntriesAt, 2 * uint64_t(count))) return nullptr;
 
     std::vector<uint16_t> curves(3 * kInvTrcEntries);
     for (int c = 0; c < 3; ++c) InvertTrc(trc[c], count, &curves[c * kInvTrcEntries]);
@@ -466,10 +420,8 @@ CFunc_16Tab3MatrixMft* CIccProfileUse::CreateFromMatrixTRCInv() {
 
 int CIccProfileUse::GetMediaWhite(icXYZNumber& white) {
     uint32_t size = 0;
-    const auto* block =
-        reinterpret_cast<const uint8_t*>(FindTagData(icSigMediaWhitePointTag, nullptr, &size));
-    if (!block || size < sizeof(icXYZType) + sizeof(icXYZNumber)) return 0;
-    white = ReadAt<icXYZNumber>(block, offsetof(icXYZType, data));
+    const uint32_t* block = FindTagData(icSigMediaWhitePointTag, nullptr, &size);
+    if (!block || !IccLayout::ReadXYZNumber(HostBlock(block, size), 0, white)) return 0;
     return 1;
 }
 

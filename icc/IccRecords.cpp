@@ -1,11 +1,15 @@
 #include "icc/IccRecords.h"
 
+#include "icc/IccLayout.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
 #include <limits>
 
 namespace {
+
+namespace L = IccLayout;
 
 // The file is big-endian: on a little-endian host converting means reversing the bytes of every
 // number, on a big-endian host nothing changes.
@@ -72,40 +76,9 @@ inline uint16_t Swap16Get(uint8_t* p, bool toHost) {
     return v;
 }
 
-// Products of counts taken from the data, saturating instead of wrapping.
+// A table size taken from the data that no block can hold: it stands in for a grid whose sample
+// count IccLayout refuses, and compares above every room in a block.
 constexpr uint64_t kSaturated = std::numeric_limits<uint64_t>::max();
-
-inline uint64_t MulSat(uint64_t a, uint64_t b) {
-    if (a != 0 && b > kSaturated / a) return kSaturated;
-    return a * b;
-}
-
-inline uint64_t AddSat(uint64_t a, uint64_t b) {
-    return b > kSaturated - a ? kSaturated : a + b;
-}
-
-inline uint64_t PowSat(uint64_t base, unsigned exp) {
-    uint64_t r = 1;
-    for (unsigned i = 0; i < exp; ++i) r = MulSat(r, base);
-    return r;
-}
-
-inline unsigned ParaParameterCount(uint16_t functionType) {
-    switch (functionType) {
-    case 0:
-        return 1;
-    case 1:
-        return 3;
-    case 2:
-        return 4;
-    case 3:
-        return 5;
-    case 4:
-        return 7;
-    default:
-        return 0;
-    }
-}
 
 // One curv or para record of at most `avail` bytes. Sets ok to false when the record does not
 // fit; answers the bytes the record occupies.
@@ -121,27 +94,28 @@ uint64_t SwapCurve(bool toHost, uint8_t* p, bool typeDone, uint64_t avail, bool&
         sig = Swap32Get(p, toHost);
 
     if (sig == icSigCurveType) {
-        if (avail < 12) {
+        if (avail < L::Curv::kHeadBytes) {
             ok = false;
             return 0;
         }
-        uint64_t n = Swap32Get(p + 8, toHost);
-        uint64_t room = (avail - 12) / 2;
+        uint64_t n = Swap32Get(p + L::Curv::kCountAt, toHost);
+        uint64_t room = (avail - L::Curv::kHeadBytes) / 2;
         if (n > room) ok = false;
-        if (n >= 2) Rev16Run(p + 12, std::min(n, room));
-        return 12 + 2 * (n + (n & 1));
+        if (n >= 2) Rev16Run(p + L::Curv::kEntriesAt, std::min(n, room));
+        return L::Curv::kHeadBytes + 2 * (n + (n & 1));
     }
     if (sig == icSigParametricCurveType) {
-        if (avail < 12) {
+        // An unknown function type has no parameters here, and the walk steps over the head.
+        if (avail < L::Para::kHeadBytes) {
             ok = false;
-            if (avail >= 10) Swap16Get(p + 8, toHost);
+            if (avail >= L::Para::kFunctionAt + 2) Swap16Get(p + L::Para::kFunctionAt, toHost);
             return 0;
         }
-        unsigned k = ParaParameterCount(Swap16Get(p + 8, toHost));
-        uint64_t room = (avail - 12) / 4;
+        unsigned k = L::ParaParameterCount(Swap16Get(p + L::Para::kFunctionAt, toHost));
+        uint64_t room = (avail - L::Para::kHeadBytes) / 4;
         if (k > room) ok = false;
-        Rev32Run(p + 12, std::min<uint64_t>(k, room));
-        return 12 + 4 * uint64_t(k);
+        Rev32Run(p + L::Para::kParametersAt, std::min<uint64_t>(k, room));
+        return L::Para::kHeadBytes + 4 * uint64_t(k);
     }
     return 0;
 }
@@ -167,17 +141,18 @@ void SwapCurveSet(bool toHost, uint8_t* block, uint64_t size, uint64_t offset, u
 
 // lutAToBType and lutBToAType.
 void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
-    if (size < sizeof(lutAToBType)) {
+    constexpr uint64_t kOffsets = L::LutAB::kOffsetsAt;
+    if (size < L::LutAB::kHeadBytes) {
         ok = false;
-        Rev32Run(b + 12, size >= 12 ? (size - 12) / 4 : 0);
+        Rev32Run(b + kOffsets, size >= kOffsets ? (size - kOffsets) / 4 : 0);
         return;
     }
-    const unsigned inCh = b[8];
-    const unsigned outCh = b[9];
+    const unsigned inCh = b[L::LutAB::kInputChanAt];
+    const unsigned outCh = b[L::LutAB::kOutputChanAt];
     // The offsets in host order, whichever the direction.
-    uint32_t off[5];
-    for (int i = 0; i < 5; ++i) {
-        uint32_t v = Load32(b + 12 + 4 * i);
+    uint32_t off[L::LutAB::kOffsetCount];
+    for (unsigned i = 0; i < L::LutAB::kOffsetCount; ++i) {
+        uint32_t v = Load32(b + kOffsets + 4 * i);
         off[i] = (toHost && kReverse) ? __builtin_bswap32(v) : v;
     }
     const uint32_t offB = off[0], offMatrix = off[1], offM = off[2], offCLUT = off[3],
@@ -185,7 +160,7 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
 
     // An element must lie behind the 32-byte head and start inside the block.
     auto valid = [&](uint32_t o) {
-        if (o >= sizeof(lutAToBType) && o < size) return true;
+        if (o >= L::LutAB::kHeadBytes && o < size) return true;
         ok = false;
         return false;
     };
@@ -193,7 +168,7 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
     const unsigned nB = isAToB ? outCh : inCh;
     const unsigned nA = isAToB ? inCh : outCh;
 
-    auto offsets = [&] { Rev32Run(b + 12, 5); };
+    auto offsets = [&] { Rev32Run(b + kOffsets, L::LutAB::kOffsetCount); };
     auto curvesB = [&] {
         if (offB != 0 && nB != 0 && valid(offB)) SwapCurveSet(toHost, b, size, offB, nB, ok);
     };
@@ -207,26 +182,27 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
     };
     auto grid = [&] {
         if (offCLUT == 0 || !valid(offCLUT)) return;
-        if (size - offCLUT < sizeof(icCLutStruct) || inCh > icMaxCLutChannels) {
+        if (size - offCLUT < L::Clut::kHeadBytes || inCh > L::kMaxGridAxes) {
             ok = false;
             return;
         }
         const uint8_t* g = b + offCLUT;
-        uint64_t count = outCh;
-        for (unsigned i = 0; i < inCh; ++i) count = MulSat(count, g[i]);
-        const uint8_t prec = g[16];
-        const uint64_t room = size - offCLUT - sizeof(icCLutStruct);
+        uint64_t count;
+        if (!L::GridSampleCount(g + L::Clut::kGridPointsAt, inCh, outCh, count)) count = kSaturated;
+        const uint8_t prec = g[L::Clut::kPrecisionAt];
+        const uint64_t room = size - offCLUT - L::Clut::kHeadBytes;
         if (prec == 2) {
             if (count > room / 2) ok = false;
-            Rev16Run(b + offCLUT + sizeof(icCLutStruct), std::min(count, room / 2));
+            Rev16Run(b + offCLUT + L::Clut::kHeadBytes, std::min(count, room / 2));
         } else if (prec == 1) {
             if (count > room) ok = false; // no conversion, but the table must be there
         }
     };
     auto matrix = [&] {
         if (offMatrix == 0 || !valid(offMatrix)) return;
-        if (size - offMatrix < 48) ok = false;
-        Rev32Run(b + offMatrix, std::min<uint64_t>(12, (size - offMatrix) / 4));
+        constexpr uint64_t kWords = L::LutAB::kMatrixBytes / 4;
+        if (size - offMatrix < L::LutAB::kMatrixBytes) ok = false;
+        Rev32Run(b + offMatrix, std::min<uint64_t>(kWords, (size - offMatrix) / 4));
     };
 
     // Towards the host the steps run in their order; towards the file in the reverse order, so
@@ -251,7 +227,8 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
 
 // Everything behind the type signature; `type` is its host value.
 void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok) {
-    const uint64_t wordsFrom8 = size >= 12 ? (size - 8) / 4 : 0;
+    constexpr uint64_t kBody = L::kTypeHeadBytes; // first byte behind the type head
+    const uint64_t wordsFrom8 = size >= kBody + 4 ? (size - kBody) / 4 : 0;
     switch (type) {
     case icSigXYZType:
     case icSigS15Fixed16ArrayType:
@@ -259,32 +236,33 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
     case icSigUInt32ArrayType:
     case icSigUInt64ArrayType:
     case icSigMeasurementType:
-        Rev32Run(b + 8, wordsFrom8);
+        Rev32Run(b + kBody, wordsFrom8);
         break;
 
     case icSigUInt16ArrayType:
-        if (size >= 10) Rev16Run(b + 8, (size - 8) / 2);
+        if (size >= kBody + 2) Rev16Run(b + kBody, (size - kBody) / 2);
         break;
 
     case icSigSignatureType:
     case icSigDataType:
     case icSigTextDescriptionType:
-        if (size >= 12) Rev32(b + 8);
+        if (size >= kBody + 4) Rev32(b + kBody);
         break;
 
     case icSigDateTimeType:
-        if (size >= 10) Rev16Run(b + 8, std::min<uint64_t>(6, (size - 8) / 2));
+        if (size >= kBody + 2) Rev16Run(b + kBody, std::min<uint64_t>(6, (size - kBody) / 2));
         break;
 
     case icSigCurveType: {
-        if (size < 12) {
+        // Unlike a curv inside a curve set, a single entry (the gamma) is converted too.
+        if (size < L::Curv::kHeadBytes) {
             ok = false;
             break;
         }
-        uint64_t n = Swap32Get(b + 8, toHost);
-        uint64_t room = (size - 12) / 2;
+        uint64_t n = Swap32Get(b + L::Curv::kCountAt, toHost);
+        uint64_t room = (size - L::Curv::kHeadBytes) / 2;
         if (n > room) ok = false;
-        Rev16Run(b + 12, std::min(n, room));
+        Rev16Run(b + L::Curv::kEntriesAt, std::min(n, room));
         break;
     }
 
@@ -296,19 +274,19 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
     }
 
     case icSigUcrBgType: {
-        if (size < 12) {
+        if (size < L::UcrBg::kCurveAt) {
             ok = false;
             break;
         }
-        uint64_t n = Swap32Get(b + 8, toHost);
-        uint64_t room = (size - 12) / 2;
+        uint64_t n = Swap32Get(b + L::UcrBg::kCountAt, toHost);
+        uint64_t room = (size - L::UcrBg::kCurveAt) / 2;
         if (n > room) {
             ok = false;
-            Rev16Run(b + 12, room);
+            Rev16Run(b + L::UcrBg::kCurveAt, room);
             break;
         }
-        Rev16Run(b + 12, n);
-        uint64_t mAt = 12 + 2 * n;
+        Rev16Run(b + L::UcrBg::kCurveAt, n);
+        uint64_t mAt = L::UcrBg::kCurveAt + 2 * n; // the second count
         if (size - mAt < 4) {
             ok = false;
             break;
@@ -321,66 +299,67 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
     }
 
     case icSigColorantTableType: {
-        if (size < 12) {
+        if (size < L::Clrt::kHeadBytes) {
             ok = false;
             break;
         }
-        uint64_t n = Swap32Get(b + 8, toHost);
-        uint64_t room = (size - 12) / sizeof(icColorantTableEntry);
+        uint64_t n = Swap32Get(b + L::Clrt::kCountAt, toHost);
+        uint64_t room = (size - L::Clrt::kHeadBytes) / L::Clrt::kEntryBytes;
         if (n > room) ok = false;
         n = std::min(n, room);
         for (uint64_t i = 0; i < n; ++i)
-            Rev16Run(b + 12 + i * sizeof(icColorantTableEntry) + 32, 3);
+            Rev16Run(b + L::Clrt::kHeadBytes + i * L::Clrt::kEntryBytes + L::Clrt::kEntryPcsAt, 3);
         break;
     }
 
     case icSigNamedColor2Type: {
-        if (size < sizeof(icNamedColor2Type)) {
+        if (size < L::Ncl2::kHeadBytes) {
             ok = false;
-            Rev32Run(b + 8, std::min<uint64_t>(3, wordsFrom8));
+            Rev32Run(b + L::Ncl2::kVendorFlagAt, std::min<uint64_t>(3, wordsFrom8));
             break;
         }
-        Swap32Get(b + 8, toHost);
-        uint64_t count = Swap32Get(b + 12, toHost);
-        uint64_t coords = Swap32Get(b + 16, toHost);
-        uint64_t perEntry = coords + 3; // u16 values from entry offset 32
-        uint64_t stride = 32 + 2 * perEntry;
-        uint64_t room = (size - sizeof(icNamedColor2Type)) / stride;
+        Swap32Get(b + L::Ncl2::kVendorFlagAt, toHost);
+        uint64_t count = Swap32Get(b + L::Ncl2::kCountAt, toHost);
+        uint64_t coords = Swap32Get(b + L::Ncl2::kDeviceCoordsAt, toHost);
+        uint64_t perEntry = coords + L::Ncl2::kPcsValues; // u16 values behind the root name
+        uint64_t stride = L::Ncl2::kRootNameBytes + 2 * perEntry;
+        uint64_t room = (size - L::Ncl2::kHeadBytes) / stride;
         if (count > room) ok = false;
         count = std::min(count, room);
-        uint8_t* e = b + sizeof(icNamedColor2Type);
-        for (uint64_t i = 0; i < count; ++i, e += stride) Rev16Run(e + 32, perEntry);
+        uint8_t* e = b + L::Ncl2::kHeadBytes;
+        for (uint64_t i = 0; i < count; ++i, e += stride)
+            Rev16Run(e + L::Ncl2::kRootNameBytes, perEntry);
         break;
     }
 
-    case icSigLut8Type: {
-        if (size < sizeof(icLut8Type)) {
-            ok = false;
-            Rev32Run(b + 12, size >= 16 ? std::min<uint64_t>(9, (size - 12) / 4) : 0);
-            break;
-        }
-        Rev32Run(b + 12, 9);
-        // The tables are bytes; they are checked only so that readers can rely on them.
-        uint64_t in = b[8], out = b[9], points = b[10];
-        uint64_t need = AddSat(AddSat(256 * in, MulSat(PowSat(points, b[8]), out)), 256 * out);
-        if (need > size - sizeof(icLut8Type)) ok = false;
-        break;
-    }
-
+    case icSigLut8Type:
     case icSigLut16Type: {
-        if (size < sizeof(icLut16Type)) {
+        // mft1 and mft2 share the head up to the matrix.
+        constexpr uint64_t kMatrix = L::Lut8::kMatrixAt;
+        const uint64_t head = type == icSigLut8Type ? L::Lut8::kHeadBytes : L::Lut16::kHeadBytes;
+        if (size < head) {
             ok = false;
-            Rev32Run(b + 12, size >= 16 ? std::min<uint64_t>(9, (size - 12) / 4) : 0);
+            Rev32Run(b + kMatrix,
+                     size >= kMatrix + 4 ? std::min<uint64_t>(9, (size - kMatrix) / 4) : 0);
             break;
         }
-        Rev32Run(b + 12, 9);
-        uint64_t inEnt = Swap16Get(b + 48, toHost);
-        uint64_t outEnt = Swap16Get(b + 50, toHost);
-        uint64_t in = b[8], out = b[9], points = b[10];
-        uint64_t values = AddSat(in * inEnt, MulSat(AddSat(PowSat(points, b[8]), outEnt), out));
-        uint64_t room = (size - sizeof(icLut16Type)) / 2;
+        Rev32Run(b + kMatrix, 9);
+        const unsigned in = b[L::Lut8::kInputChanAt], out = b[L::Lut8::kOutputChanAt];
+        const unsigned points = b[L::Lut8::kClutPointsAt];
+        if (type == icSigLut8Type) {
+            // The tables are bytes; they are checked only so that readers can rely on them.
+            uint64_t need;
+            if (!L::Lut8TableBytes(in, out, points, need)) need = kSaturated;
+            if (need > size - head) ok = false;
+            break;
+        }
+        const unsigned inEnt = Swap16Get(b + L::Lut16::kInputEntAt, toHost);
+        const unsigned outEnt = Swap16Get(b + L::Lut16::kOutputEntAt, toHost);
+        uint64_t values;
+        if (!L::Lut16TableValues(in, out, points, inEnt, outEnt, values)) values = kSaturated;
+        uint64_t room = (size - head) / 2;
         if (values > room) ok = false;
-        Rev16Run(b + sizeof(icLut16Type), std::min(values, room));
+        Rev16Run(b + head, std::min(values, room));
         break;
     }
 
@@ -416,9 +395,10 @@ bool SwapTagDataImpl(uint8_t* b, uint64_t size, bool toHost) {
 
 void SwapHeader(icHeader* header) {
     auto* b = reinterpret_cast<uint8_t*>(header);
-    Rev32Run(b, 6);       // size .. pcs
-    Rev16Run(b + 24, 6);  // date
-    Rev32Run(b + 36, 12); // magic .. creator; the two attribute words each in its place
+    Rev32Run(b, 6);                        // size .. pcs
+    Rev16Run(b + L::Header::kDateAt, 6);   // date
+    Rev32Run(b + L::Header::kMagicAt, 12); // magic .. creator; the two attribute words
+                                           // each in its place
     // The 44 reserved bytes from offset 84 stay as they are.
 }
 

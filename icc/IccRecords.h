@@ -30,6 +30,9 @@ using icS15Fixed16Number = int32_t;       // value * 65536
 using icU16Fixed16Number = uint32_t;      // value * 65536
 using icU8Fixed8Number = uint16_t;        // value * 256
 
+// One unit of the s15Fixed16 and u16Fixed16 forms, 2^-16: a stored number times this is its value.
+inline constexpr double icFixed16Unit = 1.0 / 65536.0;
+
 // Signatures: four ASCII characters, the first in the most significant byte, compared in host
 // order as one integer. All bits set means "none".
 using icSignature = uint32_t;
@@ -46,11 +49,16 @@ constexpr icSignature MakeIccSignature(const char (&s)[5]) {
            (icSignature(uint8_t(s[2])) << 8) | icSignature(uint8_t(s[3]));
 }
 
-inline constexpr icSignature icMaxEnumData = 0xFFFFFFFFu;
-inline constexpr icSignature icMaxEnumTag = 0xFFFFFFFFu;
-inline constexpr icSignature icMaxEnumType = 0xFFFFFFFFu;
-inline constexpr icSignature icMaxEnumClass = 0xFFFFFFFFu;
-inline constexpr icSignature icMaxEnumPlatform = 0xFFFFFFFFu;
+// All bits set: no signature. The same value stands for "no tag" where a tag-table index is
+// answered.
+inline constexpr icSignature icSigNone = 0xFFFFFFFFu;
+inline constexpr uint32_t icTagIndexNone = icSigNone;
+
+inline constexpr icSignature icMaxEnumData = icSigNone;
+inline constexpr icSignature icMaxEnumTag = icSigNone;
+inline constexpr icSignature icMaxEnumType = icSigNone;
+inline constexpr icSignature icMaxEnumClass = icSigNone;
+inline constexpr icSignature icMaxEnumPlatform = icSigNone;
 
 inline constexpr icSignature icMagicNumber = MakeIccSignature("acsp");
 inline constexpr icUInt32Number icVersionNumber = 0x02100000u;

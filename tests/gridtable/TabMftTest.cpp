@@ -4,10 +4,10 @@
 
 #include <cmath>
 #include <memory>
-#include <stdexcept>
 #include <vector>
 
 #include "base/Archive.h"
+#include "base/Exception.h"
 #include "base/File.h"
 #include "gridtable/TabMft.h"
 
@@ -340,8 +340,8 @@ TEST(TabMft, NarrowingSamplesTheTwelveBitReadOut) {
 }
 
 TEST(TabMft, MoreThanSixteenOutputsIsRefused) {
-    EXPECT_THROW(CFunc_16Tab3Mft(3, 17), std::length_error);
-    EXPECT_THROW(CFunc_8Tab4Mft(3, 17), std::length_error);
+    EXPECT_THROW(CFunc_16Tab3Mft(3, 17), CInvalidArgException);
+    EXPECT_THROW(CFunc_8Tab4Mft(3, 17), CInvalidArgException);
     EXPECT_NO_THROW(CFunc_8Tab3Mft(3, 16));
 }
 
