@@ -212,7 +212,7 @@ bool CColorLink::CheckFormats(unsigned inFormat, unsigned nIn, unsigned outForma
     // Output side. A link to which no profile was ever added, with equal formats and counts,
     // starts as the identity.
     bool ok =
-        FirstSpace == kNoSpace && LastSpace == kNoSpace && inFormat == outFormat && nIn == nOut;
+        FirstSpace == icSigNone && LastSpace == icSigNone && inFormat == outFormat && nIn == nOut;
     switch (outFormat) {
     case LinkFmtRgb:
         if (LastSpace == icSigRgbData) ok = true;

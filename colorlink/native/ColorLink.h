@@ -90,9 +90,6 @@ public:
     static CMft_16* s_pRgbToLab;
     static int s_nLinkCount;
 
-    // The ICC signature "none": all bits set.
-    // TODO: make this an alias of the named "none" signature constant of icc/IccRecords.h.
-    static constexpr unsigned kNoSpace = 0xFFFFFFFFu;
     static constexpr unsigned kMaxPixelChannels = 16; // work buffers of the 8-bit loop
 
 protected:
@@ -122,8 +119,8 @@ private:
     // A faster way through pFunc16 with identical results, made by CreateLink where one exists.
     std::unique_ptr<CFastPixelPath> pFast;
     unsigned nLastError = 0;
-    unsigned FirstSpace = kNoSpace; // input colour space of the first step
-    unsigned LastSpace = kNoSpace;  // output colour space of the last step
+    unsigned FirstSpace = icSigNone; // input colour space of the first step
+    unsigned LastSpace = icSigNone;  // output colour space of the last step
     unsigned m_nInChannels = 0;
     unsigned m_nOutChannels = 0;
     // Stored by CreateLink for callers that skip repeated pixels; nothing in the library reads

@@ -536,8 +536,8 @@ TEST_F(ProfileChainTest, BlackPointIsComputedEvenWhenTheStepHasNoTable) {
     const auto path = WriteProfile(dir, "cmyk.icc", CmykPrinter());
     const CColorTag tag(path.c_str(), kGamut, IntentRelative, nullptr);
     EXPECT_EQ(tag.nError, 904u);
-    EXPECT_EQ(tag.InSpace, CColorLink::kNoSpace);
-    EXPECT_EQ(tag.OutSpace, CColorLink::kNoSpace);
+    EXPECT_EQ(tag.InSpace, icSigNone);
+    EXPECT_EQ(tag.OutSpace, icSigNone);
     EXPECT_EQ(tag.BlackPoint, RoundTripBlack(path, icSigBToA0Tag, icSigAToB1Tag, kCmyk, kLab));
     EXPECT_GT(tag.BlackPoint, 0);
 }
