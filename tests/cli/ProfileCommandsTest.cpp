@@ -10,6 +10,7 @@
 #include "base/WideString.h"
 #include "icc/IccDump.h"
 #include "icc/IccProfileGen.h"
+#include "support/TestData.h"
 
 using namespace clitest;
 
@@ -153,8 +154,8 @@ TEST_F(ProfileCommandsTest, InfoSummarisesAProfile) {
 }
 
 TEST_F(ProfileCommandsTest, InfoOfAVersionFourProfileReadsItsMultiLanguageDescription) {
-    const std::string path = "/usr/share/color/icc/colord/sRGB.icc";
-    if (!fs::exists(path)) GTEST_SKIP() << path << " is not installed (colord-data)";
+    ASSERT_TRUE(kvrtest::HaveCorpusProfile("colord-sRGB.icc"));
+    const std::string path = kvrtest::CorpusProfile("colord-sRGB.icc").string();
     const RunResult r = RunCli({"info", path});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(Field(r.out, "Version:").substr(0, 2), "4.");
