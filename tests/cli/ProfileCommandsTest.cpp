@@ -96,12 +96,13 @@ TEST_F(ProfileCommandsTest, DumpOfTableProfilesEqualsTheLibraryText) {
 TEST_F(ProfileCommandsTest, DumpOfAMissingOrBadFile) {
     RunResult r = RunCli({"dump", work / "none.icc"});
     EXPECT_EQ(r.code, 4);
-    EXPECT_EQ(r.err, "kvrcolor: " + work / "none.icc" + ": no such profile file\n");
+    EXPECT_EQ(r.err, "kvrcolor: " + work.File("none.icc") + ": no such profile file\n");
     EXPECT_EQ(r.out, "");
     WriteBytes(work / "bad.icc", std::vector<uint8_t>(300, 7));
     r = RunCli({"dump", work / "bad.icc"});
     EXPECT_EQ(r.code, 4);
-    EXPECT_EQ(r.err, "kvrcolor: " + work / "bad.icc" + ": not an ICC profile (or a damaged one)\n");
+    EXPECT_EQ(r.err,
+              "kvrcolor: " + work.File("bad.icc") + ": not an ICC profile (or a damaged one)\n");
 }
 
 // The lines of `text` that start with `label`, the label removed and the value trimmed.

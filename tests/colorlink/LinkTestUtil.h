@@ -22,11 +22,13 @@
 #include "gridtable/TabMftX.h"
 #include "icc/IccProfileGen.h"
 #include "icc/IccProfileUse.h"
-#include "icc/IccTestUtil.h"
+#include "support/FuncTab.h"
+#include "support/IccSig.h"
+#include "support/TempDir.h"
 
 namespace linktest {
 
-using icctest::TempDir;
+using kvrtest::TempDir;
 
 // Sets the configured grid sizes of the native link for one test and restores them after.
 // Negative: fixed size; positive: least size.
@@ -78,43 +80,21 @@ struct TableSpec {
 };
 
 // The table source that the generator reads.
-class SpecTab : public CMTab {
-public:
-    explicit SpecTab(const TableSpec& s) : m_spec(s) {
-        inputChan = uint8_t(s.in);
-        outputChan = uint8_t(s.out);
-        clutPoints = uint8_t(s.points);
-        inputEnt = uint16_t(s.bits == 8 ? 256 : s.inEntries);
-        outputEnt = uint16_t(s.bits == 8 ? 256 : s.outEntries);
-    }
-    unsigned short InputValue(unsigned e, unsigned c) const override {
-        const double t = double(e) / (inputEnt - 1);
-        return m_spec.inCurve ? m_spec.inCurve(t, c) : U16(t);
-    }
-    unsigned short OutputValue(unsigned e, unsigned c) const override {
-        const double t = double(e) / (outputEnt - 1);
-        return m_spec.outCurve ? m_spec.outCurve(t, c) : U16(t);
-    }
-    int NodeValues16(unsigned node, unsigned short* values) const override {
-        double x[16];
-        for (unsigned i = m_spec.in; i-- > 0;) { // the first input varies slowest
-            x[i] = double(node % m_spec.points) / (m_spec.points - 1);
-            node /= m_spec.points;
-        }
-        m_spec.node(x, values);
-        return 1;
-    }
-    int NodeValues8(unsigned node, unsigned char* values) const override {
-        unsigned short v[16];
-        NodeValues16(node, v);
-        for (unsigned c = 0; c < m_spec.out; ++c)
-            values[c] = static_cast<unsigned char>(v[c] / 257);
-        return 1;
-    }
-
-private:
-    const TableSpec& m_spec;
-};
+inline kvrtest::FuncTab SpecTab(const TableSpec& s) {
+    const unsigned inEnt = s.bits == 8 ? 256 : s.inEntries;
+    const unsigned outEnt = s.bits == 8 ? 256 : s.outEntries;
+    kvrtest::FuncTab tab(s.in, s.out, s.points, inEnt, outEnt);
+    tab.Input([f = s.inCurve, inEnt](unsigned e, unsigned c) {
+        const double t = double(e) / (inEnt - 1);
+        return f ? f(t, c) : U16(t);
+    });
+    tab.Output([f = s.outCurve, outEnt](unsigned e, unsigned c) {
+        const double t = double(e) / (outEnt - 1);
+        return f ? f(t, c) : U16(t);
+    });
+    tab.Grid(s.node).Narrowing(kvrtest::FuncTab::Narrow::Div257);
+    return tab;
+}
 
 // A whole generated profile.
 struct ProfileSpec {
@@ -138,7 +118,7 @@ inline std::wstring WriteProfile(const TempDir& dir, const std::string& name,
                       uint32_t(spec.mediaWhite->Y), uint32_t(spec.mediaWhite->Z));
     if (spec.grayTrc) gen.AddCurveTag(icSigGrayTRCTag, spec.grayTrc->first, spec.grayTrc->second);
     for (const TableSpec& t : spec.tables) {
-        SpecTab tab(t);
+        const kvrtest::FuncTab tab = SpecTab(t);
         if (t.bits == 8)
             gen.AddLut8Tag(icTagSignature(t.sig), tab);
         else
@@ -470,19 +450,13 @@ inline ProfileSpec RgbInput(unsigned points = 3, int bits = 16) {
     return p;
 }
 
-// Signatures as the link compares them.
-inline constexpr uint32_t Sig(const char (&s)[5]) {
-    return MakeIccSignature(s);
-}
-
-// The same for a text known only at run time (four characters).
-inline uint32_t SigOf(const char* s) {
-    return (uint32_t(uint8_t(s[0])) << 24) | (uint32_t(uint8_t(s[1])) << 16) |
-           (uint32_t(uint8_t(s[2])) << 8) | uint32_t(uint8_t(s[3]));
-}
-
-// Inputs and outputs of a step: device space, connection space.
-inline constexpr uint32_t kRgb = icSigRgbData, kCmyk = icSigCmykData, kLab = icSigLabData,
-                          kXyz = icSigXYZData, kGray = icSigGrayData;
+// Signatures and colour spaces as the link compares them.
+using kvrtest::kCmyk;
+using kvrtest::kGray;
+using kvrtest::kLab;
+using kvrtest::kRgb;
+using kvrtest::kXyz;
+using kvrtest::Sig;
+using kvrtest::SigOf;
 
 } // namespace linktest
