@@ -64,18 +64,15 @@
 //             step of an ink (the native link keeps the high byte, lcms2 rounds) moves the
 //             judged colour by several dE.
 //
-// Profiles: the installed sRGB and Adobe-RGB-compatible matrix profiles, ghostscript's two CMYK
-// printer profiles (default_cmyk.icc, version 2 with Lab tables of 8 and 16 bits; ps_cmyk.icc,
-// version 4 with XYZ connection space), a CMYK printer profile made here by argyll's colprof
-// from the FOGRA39L characterisation data (kept in the build tree), and the project's default
-// printer profile when the build has made it. A case whose profile is missing is skipped and
-// says why.
+// Profiles, from the committed corpus (tests/data/profiles): the sRGB and Adobe-RGB-compatible
+// matrix profiles, ghostscript's two CMYK printer profiles (default_cmyk.icc, version 2 with Lab
+// tables of 8 and 16 bits; ps_cmyk.icc, version 4 with XYZ connection space), a CMYK printer
+// profile made by argyll's colprof at low quality from the FOGRA39L characterisation data
+// (FOGRA39L_low.icc), and the project's default printer profile, which the build makes. A case
+// whose profile is missing fails and says which file and how to get it.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <lcms2.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -92,6 +89,7 @@
 #include <vector>
 
 #include "colorlink/native/ColorLink.h"
+#include "support/TestData.h"
 
 namespace fs = std::filesystem;
 
@@ -103,61 +101,12 @@ constexpr uint32_t kSeed = 20240611u;
 // ---------------------------------------------------------------------------------------------
 // Profiles
 
-const std::string kIccDir = "/usr/share/color/icc";
-const std::string kSrgb = kIccDir + "/sRGB.icc";
-const std::string kAdobe = kIccDir + "/compatibleWithAdobeRGB1998.icc";
-const std::string kGsDefault = kIccDir + "/ghostscript/default_cmyk.icc";
-const std::string kGsPs = kIccDir + "/ghostscript/ps_cmyk.icc";
-const std::string kFograData = kIccDir + "/FOGRA39L.ti3";
+const std::string kSrgb = kvrtest::CorpusProfile("sRGB.icc").string();
+const std::string kAdobe = kvrtest::CorpusProfile("compatibleWithAdobeRGB1998.icc").string();
+const std::string kGsDefault = kvrtest::CorpusProfile("default_cmyk.icc").string();
+const std::string kGsPs = kvrtest::CorpusProfile("ps_cmyk.icc").string();
+const std::string kFogra = kvrtest::CorpusProfile("FOGRA39L_low.icc").string();
 const std::string kProjectDefault = std::string(KVR_BINARY_DIR) + "/profiles/Printer/kvr-cmyk.icc";
-
-// Every test of this program runs in a process of its own under ctest, so the argyll profile is
-// made once per build tree and kept there.
-fs::path ArgyllDir() {
-    return fs::path(KVR_BINARY_DIR) / "accuracy";
-}
-fs::path FograProfile() {
-    return ArgyllDir() / "FOGRA39L_low.icc";
-}
-
-bool HaveTool(const char* name) {
-    const std::string cmd = std::string("command -v ") + name + " >/dev/null 2>&1";
-    return std::system(cmd.c_str()) == 0;
-}
-
-// Makes the FOGRA39 printer profile with colprof at low quality (about 10 s; A2B grids of 5
-// points, B2A and gamt of 9; colprof's tables don't depend on the run). Test processes may start
-// together: a lock file lets one make it while the others wait, and the file appears by rename.
-// Answers why there is no profile, or nothing.
-std::string MakeFograProfile() {
-    const fs::path out = FograProfile();
-    if (fs::exists(out)) return {};
-    if (!fs::exists(kFograData)) return "no characterisation data " + kFograData;
-    if (!HaveTool("colprof")) return "argyll's colprof is not installed";
-    std::error_code ec;
-    fs::create_directories(ArgyllDir(), ec);
-    const std::string lockPath = (ArgyllDir() / "profile.lock").string();
-    const int lock = ::open(lockPath.c_str(), O_CREAT | O_RDWR, 0644);
-    if (lock < 0) return "cannot open " + lockPath;
-    ::flock(lock, LOCK_EX);
-    std::string why;
-    if (!fs::exists(out)) {
-        const fs::path work = ArgyllDir() / ("work." + std::to_string(::getpid()));
-        fs::create_directories(work, ec);
-        fs::copy_file(kFograData, work / "fogra.ti3", fs::copy_options::overwrite_existing, ec);
-        const std::string cmd = "cd '" + work.string() +
-                                "' && colprof -ql -D 'FOGRA39L low quality' -O fogra.icc fogra "
-                                ">colprof.log 2>&1";
-        if (ec || std::system(cmd.c_str()) != 0 || !fs::exists(work / "fogra.icc"))
-            why = "colprof failed, see " + (work / "colprof.log").string();
-        else
-            fs::rename(work / "fogra.icc", out, ec);
-        if (why.empty()) fs::remove_all(work, ec);
-    }
-    ::flock(lock, LOCK_UN);
-    ::close(lock);
-    return why;
-}
 
 // The CMYK printer profiles, by short name.
 struct SPrinter {
@@ -167,7 +116,7 @@ struct SPrinter {
 const std::vector<SPrinter>& Printers() {
     static const std::vector<SPrinter> printers = {{"gsDefault", kGsDefault},
                                                    {"gsPs", kGsPs},
-                                                   {"fogra39", FograProfile().string()},
+                                                   {"fogra39", kFogra},
                                                    {"project", kProjectDefault}};
     return printers;
 }
@@ -605,29 +554,20 @@ constexpr unsigned kFmtRgb = CMdlColorLink::LinkFmtRgb;
 constexpr unsigned kFmtCmyk = CMdlColorLink::LinkFmtCmyk;
 constexpr unsigned kFmtLab = CMdlColorLink::LinkFmtLab;
 
-// Base of the fixtures: makes the argyll profile once per process and skips a test whose
-// profile is missing.
+// Base of the fixtures: fails a test whose profile is missing, saying which and how to get it.
 class AccuracyBase {
-public:
-    static void MakeProfiles() {
-        static const std::string why = MakeFograProfile();
-        s_fograWhy = why;
-    }
-
 protected:
-    // The path of a printer by name, or a path; notes a missing file for SkipIfMissing.
+    // The path of a printer by name, or a path; notes a missing file for MissingProfiles.
     std::string Need(const std::string& nameOrPath) {
         const std::string path = PrinterPath(nameOrPath);
         if (!fs::exists(path)) {
             missing_ += path;
-            if (path == FograProfile().string() && !s_fograWhy.empty())
-                missing_ += " (" + s_fograWhy + ")";
-            missing_ += " ";
+            missing_ += path == kProjectDefault ? " (made by the build's kvrdefaults target) "
+                                                : " (part of the repository's profile corpus) ";
         }
         return path;
     }
     std::string missing_;
-    static inline std::string s_fograWhy;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -673,16 +613,13 @@ std::vector<SCase> AllCases() {
     return cases;
 }
 
-class LinkAccuracy : public AccuracyBase, public ::testing::TestWithParam<SCase> {
-public:
-    static void SetUpTestSuite() { MakeProfiles(); }
-};
+class LinkAccuracy : public AccuracyBase, public ::testing::TestWithParam<SCase> {};
 
 TEST_P(LinkAccuracy, AgreesWithLcms) {
     const SCase& c = GetParam();
     const std::string src = c.src.empty() ? "" : Need(c.src);
     const std::string dst = c.dst.empty() ? "" : Need(c.dst);
-    if (!missing_.empty()) GTEST_SKIP() << "profile missing: " << missing_;
+    ASSERT_TRUE(missing_.empty()) << "test data missing: " << missing_;
 
     const cmsUInt32Number li = LcmsIntent(c.intent);
     Profile lab = LabProfile();
@@ -788,10 +725,7 @@ INSTANTIATE_TEST_SUITE_P(Chains, LinkAccuracy, ::testing::ValuesIn(AllCases()),
 // ---------------------------------------------------------------------------------------------
 // Explanation of the absolute sRGB cases
 
-class SrgbAbsolute : public AccuracyBase, public ::testing::TestWithParam<std::string> {
-public:
-    static void SetUpTestSuite() { MakeProfiles(); }
-};
+class SrgbAbsolute : public AccuracyBase, public ::testing::TestWithParam<std::string> {};
 
 // sRGB.icc is a version-2 display profile with a D65 media white, which lcms2 replaces by D50
 // (as it does for every version-2 display profile) and the native link uses. Given the same
@@ -799,7 +733,7 @@ public:
 // link then falls to the level of the relative intent.
 TEST_P(SrgbAbsolute, DifferenceIsTheDisplayWhite) {
     const std::string dst = Need(GetParam());
-    if (!missing_.empty()) GTEST_SKIP() << "profile missing: " << missing_;
+    ASSERT_TRUE(missing_.empty()) << "test data missing: " << missing_;
     std::ifstream f(kSrgb, std::ios::binary);
     std::vector<char> bytes((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
     ASSERT_GT(bytes.size(), 128u);
@@ -849,10 +783,7 @@ const SGamutBound kGamutBounds[] = {
 };
 // clang-format on
 
-class GamutAccuracy : public AccuracyBase, public ::testing::TestWithParam<std::string> {
-public:
-    static void SetUpTestSuite() { MakeProfiles(); }
-};
+class GamutAccuracy : public AccuracyBase, public ::testing::TestWithParam<std::string> {};
 
 // The native gamut link (ProfStepGamut, LinkFmtGamut output) against the profile's gamt table
 // as lcms2 reads and evaluates it. The answer is out of gamut when it is not 0, as the tag is
@@ -860,7 +791,7 @@ public:
 // (mostly in).
 TEST_P(GamutAccuracy, AnswersLikeTheGamutTag) {
     const std::string path = Need(GetParam());
-    if (!missing_.empty()) GTEST_SKIP() << "profile missing: " << missing_;
+    ASSERT_TRUE(missing_.empty()) << "test data missing: " << missing_;
     Profile h = OpenLcms(path);
     ASSERT_TRUE(h);
     const auto* tag = static_cast<const cmsPipeline*>(cmsReadTag(h.get(), cmsSigGamutTag));

@@ -13,27 +13,13 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
+#include "support/TempDir.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A fresh folder per test, removed afterwards.
-class TempDir {
-public:
-    TempDir() {
-        std::string tmpl = (fs::temp_directory_path() / "kvrsettingsXXXXXX").string();
-        path_ = mkdtemp(tmpl.data());
-    }
-    ~TempDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    fs::path File(const std::string& name) const { return fs::path(path_) / name; }
-
-private:
-    std::string path_;
-};
+using kvrtest::TempDir;
 
 void WriteFile(const fs::path& p, const std::string& text) {
     std::ofstream out(p, std::ios::binary | std::ios::trunc);

@@ -24,6 +24,8 @@
 #include "colorlink/native/ColorLink.h"
 #include "icc/IccProfileGen.h"
 #include "image/TiffWriter.h"
+#include "support/Files.h"
+#include "support/FuncTab.h"
 
 extern char** environ;
 
@@ -32,44 +34,9 @@ namespace clitest {
 // ---------------------------------------------------------------------------------------------
 // Running the program
 
-TempDir::TempDir() {
-    static std::atomic<unsigned> serial{0};
-    m_path = fs::temp_directory_path() /
-             ("kvr-cli-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
-    fs::remove_all(m_path);
-    fs::create_directories(m_path);
-}
-
-TempDir::~TempDir() {
-    std::error_code ec;
-    fs::remove_all(m_path, ec);
-}
-
-std::vector<std::string> TempDir::Files() const {
-    std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(m_path)) names.push_back(e.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::vector<uint8_t> ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-}
-
-static std::string ReadText(const std::string& path) {
-    const auto b = ReadBytes(path);
-    return {b.begin(), b.end()};
-}
-
 RunResult RunCli(const std::vector<std::string>& args, const std::string& ini,
                  const std::string& input) {
-    TempDir io;
+    TempDir io("kvr-cli");
     const std::string in = io / "stdin", out = io / "stdout", err = io / "stderr";
     WriteBytes(in, {input.begin(), input.end()});
 
@@ -105,8 +72,8 @@ RunResult RunCli(const std::vector<std::string>& args, const std::string& ini,
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
     r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = ReadText(out);
-    r.err = ReadText(err);
+    r.out = kvrtest::ReadText(out);
+    r.err = kvrtest::ReadText(err);
     return r;
 }
 
@@ -118,7 +85,7 @@ size_t LineCount(const std::string& text) {
 
 void WriteIniWithBasePath(const std::string& iniPath, const std::string& basePath) {
     const char* own = std::getenv("KVR_INI");
-    std::istringstream lines(own ? ReadText(own) : std::string());
+    std::istringstream lines(own ? kvrtest::ReadText(own) : std::string());
     std::string text, line;
     bool inProfiles = false, written = false;
     while (std::getline(lines, line)) {
@@ -436,36 +403,11 @@ using NodeFunction = std::function<void(const double* in01, uint16_t* out)>;
 
 // A table of identity curves and a grid sampled from a function of the node's inputs (each
 // 0..1); nodes in ICC order, the first input varying slowest.
-class FormulaTab : public CMTab {
-public:
-    FormulaTab(unsigned in, unsigned out, unsigned points, NodeFunction f) : m_f(std::move(f)) {
-        inputChan = uint8_t(in);
-        outputChan = uint8_t(out);
-        clutPoints = uint8_t(points);
-        inputEnt = 2;
-        outputEnt = 2;
-    }
-    unsigned short InputValue(unsigned e, unsigned) const override { return e ? 65535 : 0; }
-    unsigned short OutputValue(unsigned e, unsigned) const override { return e ? 65535 : 0; }
-    int NodeValues16(unsigned node, unsigned short* v) const override {
-        double in[16];
-        for (int c = inputChan - 1; c >= 0; --c) {
-            in[c] = double(node % clutPoints) / (clutPoints - 1);
-            node /= clutPoints;
-        }
-        m_f(in, v);
-        return 1;
-    }
-    int NodeValues8(unsigned node, unsigned char* v) const override {
-        unsigned short w[16];
-        NodeValues16(node, w);
-        for (unsigned o = 0; o < outputChan; ++o) v[o] = uint8_t(w[o] >> 8);
-        return 1;
-    }
-
-private:
-    NodeFunction m_f;
-};
+kvrtest::FuncTab FormulaTab(unsigned in, unsigned out, unsigned points, NodeFunction f) {
+    kvrtest::FuncTab tab(in, out, points);
+    tab.Grid(std::move(f));
+    return tab;
+}
 
 void RgbToLab(const double* in, uint16_t* out) {
     const double y = 0.25 * in[0] + 0.6 * in[1] + 0.15 * in[2];

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "colorlink/MdlColorLink.h"
+#include "support/Files.h"
+#include "support/TempDir.h"
 
 namespace clitest {
 
@@ -33,23 +35,10 @@ RunResult RunCli(const std::vector<std::string>& args, const std::string& ini = 
 size_t LineCount(const std::string& text);
 
 // A fresh folder below the system's temporary folder, removed with the object.
-class TempDir {
-public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const fs::path& path() const { return m_path; }
-    std::string operator/(const std::string& name) const { return (m_path / name).string(); }
-    // Names of the files in the folder, sorted.
-    std::vector<std::string> Files() const;
+using kvrtest::TempDir;
 
-private:
-    fs::path m_path;
-};
-
-std::vector<uint8_t> ReadBytes(const std::string& path);
-void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes);
+using kvrtest::ReadBytes;
+using kvrtest::WriteBytes;
 
 // A settings file like the test's own ($KVR_INI), with BasePath set to `basePath`.
 void WriteIniWithBasePath(const std::string& iniPath, const std::string& basePath);

@@ -10,6 +10,7 @@
 #include "base/Settings.h"
 #include "base/WideString.h"
 #include "icc/IccProfile.h"
+#include "support/TestData.h"
 
 using namespace clitest;
 
@@ -127,10 +128,10 @@ TEST_F(LinkTest, RgbToSixColourLinkAgrees) {
 }
 
 TEST_F(LinkTest, RealProfilesSrgbToPressAgree) {
-    const std::string srgb = "/usr/share/color/icc/sRGB.icc";
-    const std::string press = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-    if (!fs::exists(srgb) || !fs::exists(press))
-        GTEST_SKIP() << "icc-profiles-free or ghostscript's profiles are not installed";
+    ASSERT_TRUE(kvrtest::HaveCorpusProfile("sRGB.icc"));
+    ASSERT_TRUE(kvrtest::HaveCorpusProfile("default_cmyk.icc"));
+    const std::string srgb = kvrtest::CorpusProfile("sRGB.icc").string();
+    const std::string press = kvrtest::CorpusProfile("default_cmyk.icc").string();
     const auto a = Compare(
         {"--from", srgb, "--to", press, "--intent", "relative-bpc"},
         {{srgb, kDev2Pcs, IntentRelativeBpc}, {press, kPcs2Dev, IntentRelativeBpc}},

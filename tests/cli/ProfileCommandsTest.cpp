@@ -10,6 +10,7 @@
 #include "base/WideString.h"
 #include "icc/IccDump.h"
 #include "icc/IccProfileGen.h"
+#include "support/TestData.h"
 
 using namespace clitest;
 
@@ -95,12 +96,13 @@ TEST_F(ProfileCommandsTest, DumpOfTableProfilesEqualsTheLibraryText) {
 TEST_F(ProfileCommandsTest, DumpOfAMissingOrBadFile) {
     RunResult r = RunCli({"dump", work / "none.icc"});
     EXPECT_EQ(r.code, 4);
-    EXPECT_EQ(r.err, "kvrcolor: " + work / "none.icc" + ": no such profile file\n");
+    EXPECT_EQ(r.err, "kvrcolor: " + work.File("none.icc") + ": no such profile file\n");
     EXPECT_EQ(r.out, "");
     WriteBytes(work / "bad.icc", std::vector<uint8_t>(300, 7));
     r = RunCli({"dump", work / "bad.icc"});
     EXPECT_EQ(r.code, 4);
-    EXPECT_EQ(r.err, "kvrcolor: " + work / "bad.icc" + ": not an ICC profile (or a damaged one)\n");
+    EXPECT_EQ(r.err,
+              "kvrcolor: " + work.File("bad.icc") + ": not an ICC profile (or a damaged one)\n");
 }
 
 // The lines of `text` that start with `label`, the label removed and the value trimmed.
@@ -153,8 +155,8 @@ TEST_F(ProfileCommandsTest, InfoSummarisesAProfile) {
 }
 
 TEST_F(ProfileCommandsTest, InfoOfAVersionFourProfileReadsItsMultiLanguageDescription) {
-    const std::string path = "/usr/share/color/icc/colord/sRGB.icc";
-    if (!fs::exists(path)) GTEST_SKIP() << path << " is not installed (colord-data)";
+    ASSERT_TRUE(kvrtest::HaveCorpusProfile("colord-sRGB.icc"));
+    const std::string path = kvrtest::CorpusProfile("colord-sRGB.icc").string();
     const RunResult r = RunCli({"info", path});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(Field(r.out, "Version:").substr(0, 2), "4.");

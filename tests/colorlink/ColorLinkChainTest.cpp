@@ -11,6 +11,7 @@
 #include "LinkTestUtil.h"
 #include "colorfunc/Func16GrayToXYZ.h"
 #include "colorlink/LinkSignatures.h"
+#include "support/Files.h"
 
 using namespace linktest;
 
@@ -127,7 +128,7 @@ TEST_F(ProfileChainTest, MissingFileFailsWith901AndLeavesTheList) {
     EXPECT_EQ(link.Tags().GetCount(), 1u);
     // A file that is no profile at all counts the same.
     const auto junk = dir / "junk.icc";
-    icctest::WriteFileBytes(junk, icctest::Bytes(300, 0x5A));
+    kvrtest::WriteBytes(junk, kvrtest::Bytes(300, 0x5A));
     EXPECT_EQ(link.AddProfile(junk.wstring().c_str(), kPcsToDev, IntentPerceptual), 0);
     EXPECT_EQ(link.GetLinkError(), 901u);
     EXPECT_EQ(link.Tags().GetCount(), 1u);

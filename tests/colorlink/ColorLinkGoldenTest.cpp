@@ -5,8 +5,9 @@
 // the list was made. A restructuring or a speed-up must leave every one of them unchanged; a
 // deliberate change of the arithmetic updates the table and says why in its commit.
 //
-// The profiles are the default profiles the build computes and real profiles of the Debian
-// packages that scripts/install-deps.sh --test-data installs; a missing one fails the test.
+// The profiles are the default profiles the build computes, real profiles of the committed
+// corpus (tests/data/profiles) and two of the Debian packages that scripts/install-deps.sh
+// --test-data installs; a missing one fails the test.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -18,6 +19,7 @@
 
 #include "base/Digest.h"
 #include "colorlink/MdlColorLink.h"
+#include "support/TestData.h"
 
 namespace fs = std::filesystem;
 
@@ -43,11 +45,11 @@ using L = CMdlColorLink;
 const fs::path kSrgb = kDefaults / "InputRgb" / "kvr-srgb.icc";
 const fs::path kGray = kDefaults / "InputGray" / "kvr-gray.icc";
 const fs::path kCmyk = kDefaults / "Printer" / "kvr-cmyk.icc";
-const fs::path kSysSrgb = kColor / "icc" / "sRGB.icc";
-const fs::path kAdobe = kColor / "icc" / "compatibleWithAdobeRGB1998.icc";
+const fs::path kSysSrgb = kvrtest::CorpusProfile("sRGB.icc");
+const fs::path kAdobe = kvrtest::CorpusProfile("compatibleWithAdobeRGB1998.icc");
 const fs::path kProPhoto = kColor / "icc" / "colord" / "ProPhotoRGB.icc";
-const fs::path kGsCmyk = kColor / "icc" / "ghostscript" / "default_cmyk.icc";
-const fs::path kPsCmyk = kColor / "icc" / "ghostscript" / "ps_cmyk.icc";
+const fs::path kGsCmyk = kvrtest::CorpusProfile("default_cmyk.icc");
+const fs::path kPsCmyk = kvrtest::CorpusProfile("ps_cmyk.icc");
 const fs::path kGsGray = kColor / "icc" / "ghostscript" / "sgray.icc";
 
 std::vector<GoldenLink> Links() {

@@ -7,16 +7,20 @@
 #include <latch>
 #include <memory>
 #include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "LinkTestUtil.h"
 #include "colorlink/native/ColorLink.h"
+#include "support/TestData.h"
 
 namespace {
 
-constexpr const char* kRgbProfile = "/usr/share/color/icc/sRGB.icc";
-constexpr const char* kCmykProfile = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+const std::string kRgbPath = kvrtest::CorpusProfile("sRGB.icc").string();
+const std::string kCmykPath = kvrtest::CorpusProfile("default_cmyk.icc").string();
+const char* const kRgbProfile = kRgbPath.c_str();
+const char* const kCmykProfile = kCmykPath.c_str();
 constexpr unsigned kThreads = 8;
 constexpr unsigned kRounds = 3;
 
@@ -24,8 +28,9 @@ std::wstring Wide(const char* s) {
     return std::filesystem::path(s).wstring();
 }
 
-bool ProfilesPresent() {
-    return std::filesystem::exists(kRgbProfile) && std::filesystem::exists(kCmykProfile);
+::testing::AssertionResult ProfilesPresent() {
+    ::testing::AssertionResult rgb = kvrtest::HaveCorpusProfile("sRGB.icc");
+    return rgb ? kvrtest::HaveCorpusProfile("default_cmyk.icc") : rgb;
 }
 
 // sRGB to the CMYK printer, perceptual, as the RIP makes it for RGB images.
@@ -78,7 +83,7 @@ protected:
         s_link = nullptr;
     }
     void SetUp() override {
-        if (!ProfilesPresent()) GTEST_SKIP() << "the system's sRGB and CMYK profiles are missing";
+        ASSERT_TRUE(ProfilesPresent());
         ASSERT_NE(s_link, nullptr) << "the link could not be built";
         ASSERT_NE(s_link->Table16(), nullptr);
     }
@@ -145,7 +150,7 @@ TEST_F(SharedLinkTest, ThreadsConvertingTheSameInputAtOnceGetTheBytesOfOneThread
 // Different links may be built on different threads at once; only making and deleting them is
 // kept on one thread, as the link's shared counters require.
 TEST(LinkBuildThreads, LinksBuiltOnSeveralThreadsAtOnceEqualOneBuiltAlone) {
-    if (!ProfilesPresent()) GTEST_SKIP() << "the system's sRGB and CMYK profiles are missing";
+    ASSERT_TRUE(ProfilesPresent());
     linktest::GridSizes grids(-9, -9);
     auto reference = BuildRgbToCmyk();
     ASSERT_NE(reference, nullptr);

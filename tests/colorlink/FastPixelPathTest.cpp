@@ -22,6 +22,7 @@
 #include "colorlink/native/ColorLink.h"
 #include "colorlink/native/FastPixelPath.h"
 #include "gridtable/TabMftX.h"
+#include "support/TestData.h"
 
 namespace {
 
@@ -383,11 +384,14 @@ TEST(FastPixelPath, NoPathForOtherLayoutsOrClasses) {
     EXPECT_EQ(CFastPixelPath::Make(lut, 3, 4), nullptr);
 }
 
-// ---- links from installed profiles ----
+// ---- links from real profiles of the corpus ----
 
-const char* const kSrgb = "/usr/share/color/icc/sRGB.icc";
-const char* const kPrinter = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
-const char* const kPress = "/usr/share/color/icc/ghostscript/ps_cmyk.icc";
+const std::string kSrgbPath = kvrtest::CorpusProfile("sRGB.icc").string();
+const std::string kPrinterPath = kvrtest::CorpusProfile("default_cmyk.icc").string();
+const std::string kPressPath = kvrtest::CorpusProfile("ps_cmyk.icc").string();
+const char* const kSrgb = kSrgbPath.c_str();
+const char* const kPrinter = kPrinterPath.c_str();
+const char* const kPress = kPressPath.c_str();
 
 std::wstring Wide(const char* s) {
     return std::wstring(s, s + std::char_traits<char>::length(s));
@@ -415,7 +419,9 @@ private:
 void CheckLink(const char* source, const char* dest, unsigned inFmt, unsigned nIn, unsigned outFmt,
                unsigned nOut, uint32_t seed) {
     for (const char* p : {source, dest}) {
-        if (p && !std::filesystem::exists(p)) GTEST_SKIP() << p << " is not installed";
+        if (p) {
+            ASSERT_TRUE(kvrtest::HaveFile(p, "part of the repository's profile corpus"));
+        }
     }
     DefaultGridSizes grids;
     CColorLink link(nullptr);

@@ -22,11 +22,14 @@
 #include "gridtable/TabMftX.h"
 #include "icc/IccProfileGen.h"
 #include "icc/IccProfileUse.h"
-#include "icc/IccTestUtil.h"
+#include "support/FuncTab.h"
+#include "support/IccSig.h"
+#include "support/ProfileBuilder.h"
+#include "support/TempDir.h"
 
 namespace linktest {
 
-using icctest::TempDir;
+using kvrtest::TempDir;
 
 // Sets the configured grid sizes of the native link for one test and restores them after.
 // Negative: fixed size; positive: least size.
@@ -58,96 +61,12 @@ private:
     CColorLink m_link;
 };
 
-// A sample in [0, 1] as a 16-bit value, rounded and limited.
-inline uint16_t U16(double v) {
-    const double s = std::round(v * 65535.0);
-    return static_cast<uint16_t>(s < 0 ? 0 : s > 65535 ? 65535 : s);
-}
-
-// One lookup table of a generated profile. The grid is given as a function of the node's
-// position (each input in [0, 1]) answering the 16-bit outputs; curves as a function of the
-// entry's position in [0, 1] and the channel (identity when not given).
-struct TableSpec {
-    uint32_t sig = 0;
-    unsigned in = 3, out = 3, points = 2;
-    int bits = 16; // 16: mft2, 8: mft1
-    std::function<void(const double* x, uint16_t* y)> node;
-    std::function<uint16_t(double t, unsigned c)> inCurve;
-    std::function<uint16_t(double t, unsigned c)> outCurve;
-    unsigned inEntries = 2, outEntries = 2; // 8-bit tables always get 256
-};
-
-// The table source that the generator reads.
-class SpecTab : public CMTab {
-public:
-    explicit SpecTab(const TableSpec& s) : m_spec(s) {
-        inputChan = uint8_t(s.in);
-        outputChan = uint8_t(s.out);
-        clutPoints = uint8_t(s.points);
-        inputEnt = uint16_t(s.bits == 8 ? 256 : s.inEntries);
-        outputEnt = uint16_t(s.bits == 8 ? 256 : s.outEntries);
-    }
-    unsigned short InputValue(unsigned e, unsigned c) const override {
-        const double t = double(e) / (inputEnt - 1);
-        return m_spec.inCurve ? m_spec.inCurve(t, c) : U16(t);
-    }
-    unsigned short OutputValue(unsigned e, unsigned c) const override {
-        const double t = double(e) / (outputEnt - 1);
-        return m_spec.outCurve ? m_spec.outCurve(t, c) : U16(t);
-    }
-    int NodeValues16(unsigned node, unsigned short* values) const override {
-        double x[16];
-        for (unsigned i = m_spec.in; i-- > 0;) { // the first input varies slowest
-            x[i] = double(node % m_spec.points) / (m_spec.points - 1);
-            node /= m_spec.points;
-        }
-        m_spec.node(x, values);
-        return 1;
-    }
-    int NodeValues8(unsigned node, unsigned char* values) const override {
-        unsigned short v[16];
-        NodeValues16(node, v);
-        for (unsigned c = 0; c < m_spec.out; ++c)
-            values[c] = static_cast<unsigned char>(v[c] / 257);
-        return 1;
-    }
-
-private:
-    const TableSpec& m_spec;
-};
-
-// A whole generated profile.
-struct ProfileSpec {
-    uint32_t deviceClass = icSigOutputClass;
-    uint32_t colorSpace = icSigCmykData;
-    uint32_t pcs = icSigLabData;
-    std::vector<TableSpec> tables;
-    std::optional<icXYZNumber> mediaWhite;
-    // A kTRC curve of this gamma (s15Fixed16) and entry count, when set.
-    std::optional<std::pair<int32_t, uint32_t>> grayTrc;
-};
-
-// Writes the profile to `dir`/`name` and answers its path.
-inline std::wstring WriteProfile(const TempDir& dir, const std::string& name,
-                                 const ProfileSpec& spec) {
-    CIccProfileGen1 gen(nullptr);
-    gen.SetHeader(spec.deviceClass, spec.colorSpace, spec.pcs, icPerceptual);
-    gen.AddProfileDescriptionTag(name.c_str());
-    if (spec.mediaWhite)
-        gen.AddXYZTag(icSigMediaWhitePointTag, uint32_t(spec.mediaWhite->X),
-                      uint32_t(spec.mediaWhite->Y), uint32_t(spec.mediaWhite->Z));
-    if (spec.grayTrc) gen.AddCurveTag(icSigGrayTRCTag, spec.grayTrc->first, spec.grayTrc->second);
-    for (const TableSpec& t : spec.tables) {
-        SpecTab tab(t);
-        if (t.bits == 8)
-            gen.AddLut8Tag(icTagSignature(t.sig), tab);
-        else
-            gen.AddLut16Tag(icTagSignature(t.sig), tab);
-    }
-    const std::wstring path = (dir / name).wstring();
-    EXPECT_NE(gen.OnSaveDocument(path.c_str()), 0) << name;
-    return path;
-}
+// The generated profiles of these tests, from the support library.
+using kvrtest::ProfileSpec;
+using kvrtest::SpecTab;
+using kvrtest::TableSpec;
+using kvrtest::U16;
+using kvrtest::WriteProfile;
 
 // ---------------------------------------------------------------------------------------------
 // The table a link must build, made by hand.
@@ -470,19 +389,13 @@ inline ProfileSpec RgbInput(unsigned points = 3, int bits = 16) {
     return p;
 }
 
-// Signatures as the link compares them.
-inline constexpr uint32_t Sig(const char (&s)[5]) {
-    return MakeIccSignature(s);
-}
-
-// The same for a text known only at run time (four characters).
-inline uint32_t SigOf(const char* s) {
-    return (uint32_t(uint8_t(s[0])) << 24) | (uint32_t(uint8_t(s[1])) << 16) |
-           (uint32_t(uint8_t(s[2])) << 8) | uint32_t(uint8_t(s[3]));
-}
-
-// Inputs and outputs of a step: device space, connection space.
-inline constexpr uint32_t kRgb = icSigRgbData, kCmyk = icSigCmykData, kLab = icSigLabData,
-                          kXyz = icSigXYZData, kGray = icSigGrayData;
+// Signatures and colour spaces as the link compares them.
+using kvrtest::kCmyk;
+using kvrtest::kGray;
+using kvrtest::kLab;
+using kvrtest::kRgb;
+using kvrtest::kXyz;
+using kvrtest::Sig;
+using kvrtest::SigOf;
 
 } // namespace linktest

@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "icc/IccProfileUse.h"
+#include "support/IccSig.h"
 
 namespace fs = std::filesystem;
 
@@ -47,10 +48,7 @@ uint32_t Be32(const std::vector<uint8_t>& b, size_t at) {
     return uint32_t(b[at]) << 24 | uint32_t(b[at + 1]) << 16 | uint32_t(b[at + 2]) << 8 | b[at + 3];
 }
 
-constexpr uint32_t Sig(const char (&s)[5]) {
-    return uint32_t(uint8_t(s[0])) << 24 | uint32_t(uint8_t(s[1])) << 16 |
-           uint32_t(uint8_t(s[2])) << 8 | uint8_t(s[3]);
-}
+using kvrtest::Sig;
 
 std::string SigText(uint32_t s) {
     std::string t;

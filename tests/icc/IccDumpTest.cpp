@@ -8,20 +8,15 @@
 
 #include "icc/IccDump.h"
 #include "icc/IccProfileGen.h"
+#include "support/IccSig.h"
 
 using namespace std::string_literals;
 
 namespace {
 
-constexpr uint32_t Sig(const char (&s)[5]) {
-    return MakeIccSignature(s);
-}
+using kvrtest::Sig;
 
-// The signature of the first four characters of `s`.
-uint32_t SigOf(const char* s) {
-    return (uint32_t(uint8_t(s[0])) << 24) | (uint32_t(uint8_t(s[1])) << 16) |
-           (uint32_t(uint8_t(s[2])) << 8) | uint32_t(uint8_t(s[3]));
-}
+using kvrtest::SigOf;
 
 // A tag block in host order, built at byte offsets.
 class Block {

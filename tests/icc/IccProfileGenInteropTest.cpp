@@ -21,28 +21,12 @@
 
 #include "gridtable/TabMft.h"
 #include "icc/IccProfileGen.h"
+#include "support/FuncTab.h"
+#include "support/TempDir.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-class TempDir {
-public:
-    TempDir() {
-        static std::atomic<unsigned> serial{0};
-        m_path = fs::temp_directory_path() /
-                 ("kvr-gen-interop-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
-        fs::create_directories(m_path);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        fs::remove_all(m_path, ec);
-    }
-    fs::path operator/(const std::string& name) const { return m_path / name; }
-
-private:
-    fs::path m_path;
-};
 
 // 27 characters: with its terminator a multiple of 4, so that the length word, which holds
 // the length rounded up to a multiple of 4, is also the exact length. argyll's reader takes a
@@ -62,47 +46,27 @@ uint8_t Grid8Value(unsigned node, unsigned o) {
     return static_cast<uint8_t>((node * 37u + o * 90u + 5u) % 256u);
 }
 
-// A table source with identity curves and its own grid.
-class SourceTab : public CMTab {
-public:
-    explicit SourceTab(unsigned points) {
-        inputChan = 3;
-        outputChan = 3;
-        clutPoints = uint8_t(points);
-        inputEnt = 2;
-        outputEnt = 2;
-    }
-    // Two-entry identity in 16 bits; entry e of 256 for the 8-bit table is e * 257.
-    unsigned short InputValue(unsigned entry, unsigned) const override { return Ident(entry); }
-    unsigned short OutputValue(unsigned entry, unsigned) const override { return Ident(entry); }
-    int NodeValues16(unsigned node, unsigned short* v) const override {
-        for (unsigned o = 0; o < 3; ++o) v[o] = static_cast<unsigned short>(Value16(node, o));
-        return 1;
-    }
-    int NodeValues8(unsigned node, unsigned char* v) const override {
-        for (unsigned o = 0; o < 3; ++o) v[o] = static_cast<unsigned char>(Value8(node, o));
-        return 1;
-    }
-    static unsigned Value16(unsigned node, unsigned o) {
-        return (node * 5003u + o * 20000u) % 65536u;
-    }
-    static unsigned Value8(unsigned node, unsigned o) { return (node * 29u + o * 70u + 3u) % 256u; }
+unsigned SourceValue16(unsigned node, unsigned o) {
+    return (node * 5003u + o * 20000u) % 65536u;
+}
+unsigned SourceValue8(unsigned node, unsigned o) {
+    return (node * 29u + o * 70u + 3u) % 256u;
+}
 
-private:
-    unsigned short Ident(unsigned entry) const {
-        return inputEnt == 2 && entry < 2 ? (entry ? 65535 : 0)
-                                          : static_cast<unsigned short>(entry * 257);
-    }
-};
-
-// The same source as an 8-bit table: 256-entry identity curves.
-class SourceTab8 : public SourceTab {
-public:
-    explicit SourceTab8(unsigned points) : SourceTab(points) {
-        inputEnt = 256;
-        outputEnt = 256;
-    }
-};
+// A table source with identity curves of `entries` entries (2 for the 16-bit table, 256 for the
+// 8-bit one) and its own grid.
+kvrtest::FuncTab SourceTab(unsigned points, unsigned entries = 2) {
+    kvrtest::FuncTab tab(3, 3, points, entries, entries);
+    tab.Nodes16([](unsigned node, unsigned short* v) {
+        for (unsigned o = 0; o < 3; ++o) v[o] = static_cast<unsigned short>(SourceValue16(node, o));
+        return 1;
+    });
+    tab.Nodes8([](unsigned node, unsigned char* v) {
+        for (unsigned o = 0; o < 3; ++o) v[o] = static_cast<unsigned char>(SourceValue8(node, o));
+        return 1;
+    });
+    return tab;
+}
 
 struct Colour {
     std::wstring name;
@@ -177,7 +141,7 @@ void MakeProfile(const fs::path& path) {
     g.AddLut8Tag(icSigBToA0Tag, f8);
 
     g.AddLut16Tag(icSigAToB1Tag, SourceTab(2));
-    g.AddLut8Tag(icSigBToA1Tag, SourceTab8(2));
+    g.AddLut8Tag(icSigBToA1Tag, SourceTab(2, 256));
     g.DupTagAs(icSigAToB2Tag, icSigAToB0Tag);
 
     ASSERT_EQ(1, g.OnSaveDocument(path.wstring().c_str()));
@@ -202,7 +166,7 @@ std::string MluAscii(cmsHPROFILE h, cmsTagSignature sig) {
 } // namespace
 
 TEST(IccProfileGenInterop, LcmsReadsEveryTagItKnows) {
-    TempDir dir;
+    kvrtest::TempDir dir("kvr-gen-interop");
     const fs::path path = dir / "every-tag.icc";
     MakeProfile(path);
     cmsHPROFILE h = cmsOpenProfileFromFile(path.string().c_str(), "r");
@@ -345,10 +309,9 @@ TEST(IccProfileGenInterop, LcmsReadsEveryTagItKnows) {
         for (unsigned node = 0; node < 8; ++node) {
             cmsUInt16Number out[3];
             EvalAtNode(lut16, node >> 2, (node >> 1) & 1, node & 1, 65535, out);
-            for (unsigned o = 0; o < 3; ++o) EXPECT_NEAR(SourceTab::Value16(node, o), out[o], 1);
+            for (unsigned o = 0; o < 3; ++o) EXPECT_NEAR(SourceValue16(node, o), out[o], 1);
             EvalAtNode(lut8, node >> 2, (node >> 1) & 1, node & 1, 65535, out);
-            for (unsigned o = 0; o < 3; ++o)
-                EXPECT_NEAR(SourceTab::Value8(node, o) * 257, out[o], 1);
+            for (unsigned o = 0; o < 3; ++o) EXPECT_NEAR(SourceValue8(node, o) * 257, out[o], 1);
         }
     }
     cmsCloseProfile(h);
@@ -390,7 +353,7 @@ std::vector<std::string> ErrorLines(const std::string& text) {
 TEST(IccProfileGenInterop, ArgyllIccdumpReadsTheProfileWithoutError) {
     if (::access(kIccdump, X_OK) != 0)
         GTEST_SKIP() << "argyll's iccdump is not installed at " << kIccdump;
-    TempDir dir;
+    kvrtest::TempDir dir("kvr-gen-interop");
     const fs::path path = dir / "every-tag.icc";
     MakeProfile(path);
     int exitCode = 0;
@@ -412,7 +375,7 @@ TEST(IccProfileGenInterop, ArgyllIccdumpReadsAPaddedDescriptionWithoutError) {
     if (::access(kIccdump, X_OK) != 0)
         GTEST_SKIP() << "argyll's iccdump is not installed at " << kIccdump;
     // A description whose length word (rounded up to 4) counts padding zeros as well.
-    TempDir dir;
+    kvrtest::TempDir dir("kvr-gen-interop");
     const fs::path path = dir / "padded-desc.icc";
     CIccProfileGen1 g(nullptr);
     g.SetHeader(icSigOutputClass, icSigRgbData, icSigLabData, icPerceptual);

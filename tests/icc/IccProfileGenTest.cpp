@@ -16,14 +16,15 @@
 
 #include "gridtable/TabMft.h"
 #include "icc/IccProfileGen.h"
+#include "support/FuncTab.h"
+#include "support/IccSig.h"
+#include "support/TempDir.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr uint32_t Sig(const char (&s)[5]) {
-    return MakeIccSignature(s);
-}
+using kvrtest::Sig;
 
 constexpr uint32_t Round4Of(uint32_t x) {
     return (x + 3) & ~3u;
@@ -61,25 +62,6 @@ public:
     void SetHeaderField(icHeader h) { m_Header = h; }
 };
 
-// A scratch folder, removed with its contents at the end of the test.
-class TempDir {
-public:
-    TempDir() {
-        static std::atomic<unsigned> serial{0};
-        m_path = fs::temp_directory_path() /
-                 ("kvr-gen-" + std::to_string(::getpid()) + "-" + std::to_string(serial++));
-        fs::create_directories(m_path);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        fs::remove_all(m_path, ec);
-    }
-    fs::path operator/(const std::string& name) const { return m_path / name; }
-
-private:
-    fs::path m_path;
-};
-
 std::vector<uint8_t> ReadFile(const fs::path& p) {
     std::ifstream f(p, std::ios::binary);
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(f), {});
@@ -106,41 +88,37 @@ void ExpectConsistentLayout(TestGen& g) {
     EXPECT_EQ(run, g.Header().size);
 }
 
-// A table source of fixed values that notes which entries were asked for.
-class TestTab : public CMTab {
-public:
-    TestTab(unsigned in, unsigned out, unsigned points, unsigned inEnt, unsigned outEnt) {
-        inputChan = uint8_t(in);
-        outputChan = uint8_t(out);
-        clutPoints = uint8_t(points);
-        inputEnt = uint16_t(inEnt);
-        outputEnt = uint16_t(outEnt);
-    }
-    unsigned short InputValue(unsigned entry, unsigned channel) const override {
-        maxInputEntry = std::max(maxInputEntry, int(entry));
-        return static_cast<unsigned short>(entry * 64 + channel * 7);
-    }
-    int NodeValues16(unsigned node, unsigned short* values) const override {
-        if (node >= nodesAvailable) return 0;
-        for (unsigned o = 0; o < outputChan; ++o)
-            values[o] = static_cast<unsigned short>(node * 100 + o);
-        return 1;
-    }
-    int NodeValues8(unsigned node, unsigned char* values) const override {
-        if (node >= nodesAvailable) return 0;
-        for (unsigned o = 0; o < outputChan; ++o)
-            values[o] = static_cast<unsigned char>(node * 3 + o);
-        return 1;
-    }
-    unsigned short OutputValue(unsigned entry, unsigned channel) const override {
-        maxOutputEntry = std::max(maxOutputEntry, int(entry));
-        return static_cast<unsigned short>(65535 - entry * 32 - channel);
-    }
-
+// What a test table source was asked for, and how many grid nodes it has.
+struct TabProbe {
     unsigned nodesAvailable = 0xFFFFFFFFu;
-    mutable int maxInputEntry = -1;
-    mutable int maxOutputEntry = -1;
+    int maxInputEntry = -1;
+    int maxOutputEntry = -1;
 };
+
+// A table source of fixed values that notes in `probe` which entries were asked for.
+kvrtest::FuncTab TestTab(TabProbe& probe, unsigned in, unsigned out, unsigned points,
+                         unsigned inEnt, unsigned outEnt) {
+    kvrtest::FuncTab tab(in, out, points, inEnt, outEnt);
+    tab.Input([&probe](unsigned entry, unsigned channel) {
+        probe.maxInputEntry = std::max(probe.maxInputEntry, int(entry));
+        return static_cast<unsigned short>(entry * 64 + channel * 7);
+    });
+    tab.Nodes16([&probe, out](unsigned node, unsigned short* values) {
+        if (node >= probe.nodesAvailable) return 0;
+        for (unsigned o = 0; o < out; ++o) values[o] = static_cast<unsigned short>(node * 100 + o);
+        return 1;
+    });
+    tab.Nodes8([&probe, out](unsigned node, unsigned char* values) {
+        if (node >= probe.nodesAvailable) return 0;
+        for (unsigned o = 0; o < out; ++o) values[o] = static_cast<unsigned char>(node * 3 + o);
+        return 1;
+    });
+    tab.Output([&probe](unsigned entry, unsigned channel) {
+        probe.maxOutputEntry = std::max(probe.maxOutputEntry, int(entry));
+        return static_cast<unsigned short>(65535 - entry * 32 - channel);
+    });
+    return tab;
+}
 
 } // namespace
 
@@ -291,7 +269,7 @@ TEST(IccProfileGenHeader, NewObjectHasZeroHeaderAndIdentifiersDifferBetweenCalls
 TEST(IccProfileGenHeader, SetHeaderThenSerializeWithoutTagsWrites132BytesWithCountZero) {
     TestGen g;
     g.SetHeader(icSigOutputClass, icSigCmykData, icSigLabData, icPerceptual);
-    TempDir dir;
+    kvrtest::TempDir dir("kvr-gen");
     const fs::path path = dir / "empty.icc";
     ASSERT_EQ(1, g.OnSaveDocument(path.wstring().c_str()));
     const std::vector<uint8_t> file = ReadFile(path);
@@ -692,7 +670,8 @@ TEST(IccProfileGenLut, Lut8FromPipelineCopiesItsTables) {
 }
 
 TEST(IccProfileGenLut, Lut16FromTableSourceFillsInOrder) {
-    TestTab t(3, 2, 2, 5, 3);
+    TabProbe probe;
+    const kvrtest::FuncTab t = TestTab(probe, 3, 2, 2, 5, 3);
     TestGen g;
     uint32_t* b = g.AddLut16Tag(icSigAToB1Tag, t);
     const uint32_t expectSize = Round4Of(2 * (5 * 3 + (8 + 3) * 2) + 52);
@@ -718,8 +697,9 @@ TEST(IccProfileGenLut, Lut16FromTableSourceFillsInOrder) {
 }
 
 TEST(IccProfileGenLut, Lut16FromTableSourceThatEndsEarlyLeavesTheRestZero) {
-    TestTab t(3, 2, 2, 2, 2);
-    t.nodesAvailable = 3;
+    TabProbe probe;
+    const kvrtest::FuncTab t = TestTab(probe, 3, 2, 2, 2, 2);
+    probe.nodesAvailable = 3;
     TestGen g;
     uint32_t* b = g.AddLut16Tag(icSigAToB0Tag, t);
     ASSERT_EQ(1u, g.GetCount());
@@ -733,11 +713,12 @@ TEST(IccProfileGenLut, Lut16FromTableSourceThatEndsEarlyLeavesTheRestZero) {
 }
 
 TEST(IccProfileGenLut, Lut8FromTableSourceReadsOnly256EntriesAndDividesBy257) {
-    TestTab t(1, 2, 3, 1024, 4096);
+    TabProbe probe;
+    const kvrtest::FuncTab t = TestTab(probe, 1, 2, 3, 1024, 4096);
     TestGen g;
     uint32_t* b = g.AddLut8Tag(icSigBToA0Tag, t);
-    EXPECT_EQ(255, t.maxInputEntry);
-    EXPECT_EQ(255, t.maxOutputEntry);
+    EXPECT_EQ(255, probe.maxInputEntry);
+    EXPECT_EQ(255, probe.maxOutputEntry);
     const uint32_t expectSize = Round4Of(48 + 256 * 3 + 3 * 2);
     EXPECT_EQ(expectSize, g.Tag(0).size);
     EXPECT_EQ(1, H8(b, 8));
@@ -752,11 +733,12 @@ TEST(IccProfileGenLut, Lut8FromTableSourceReadsOnly256EntriesAndDividesBy257) {
 }
 
 TEST(IccProfileGenLut, Lut8FromTableSourceThatEndsEarlySkipsTheOutputTables) {
-    TestTab t(2, 1, 2, 256, 256);
-    t.nodesAvailable = 0;
+    TabProbe probe;
+    const kvrtest::FuncTab t = TestTab(probe, 2, 1, 2, 256, 256);
+    probe.nodesAvailable = 0;
     TestGen g;
     uint32_t* b = g.AddLut8Tag(icSigBToA0Tag, t);
-    EXPECT_EQ(-1, t.maxOutputEntry);
+    EXPECT_EQ(-1, probe.maxOutputEntry);
     for (size_t at = 48 + 512; at < g.Tag(0).size; ++at) EXPECT_EQ(0, H8(b, at));
     EXPECT_EQ(64 / 257, H8(b, 48 + 1));
     EXPECT_EQ((255 * 64 + 7) / 257, H8(b, 48 + 256 + 255));
@@ -793,7 +775,7 @@ TEST(IccProfileGenDup, SharedTagHasTheOwnersOffsetInTableAndFileAndLoadsAsSharin
     // The data is in the file once: size ends behind the XYZ tag.
     EXPECT_EQ(132u + 12 * 4 + 24 + 20, g.Header().size);
 
-    TempDir dir;
+    kvrtest::TempDir dir("kvr-gen");
     const fs::path path = dir / "dup.icc";
     ASSERT_EQ(1, g.OnSaveDocument(path.wstring().c_str()));
     const std::vector<uint8_t> file = ReadFile(path);
@@ -818,7 +800,7 @@ TEST(IccProfileGenSave, SavedFileLoadsBackWithEveryBlockEqual) {
     g.AddNamedColor2Tag(1, 4, L"", L"", {L"N"}, {{{1, 2, 3}}}, {4, 5, 6, 7});
     g.AddColorantTableTag({L"C"}, {{{9, 8, 7}}});
     g.AddTarvelinVersionTag();
-    TempDir dir;
+    kvrtest::TempDir dir("kvr-gen");
     const fs::path path = dir / "saved.icc";
     ASSERT_EQ(1, g.OnSaveDocument(path.wstring().c_str()));
     EXPECT_EQ(g.Header().size, ReadFile(path).size());
@@ -856,7 +838,7 @@ TEST(IccProfileGenCopy, CopyToMemoryEqualsTheFileWhenSizesAreMultiplesOfFour) {
     EXPECT_EQ(0, std::memcmp(&headerBefore, &g.Header(), sizeof headerBefore));
     EXPECT_EQ(icSigTextType, H32(g.pTagDataFind(icSigCopyrightTag), 0));
 
-    TempDir dir;
+    kvrtest::TempDir dir("kvr-gen");
     const fs::path path = dir / "copy.icc";
     ASSERT_EQ(1, g.OnSaveDocument(path.wstring().c_str()));
     const std::vector<uint8_t> file = ReadFile(path);

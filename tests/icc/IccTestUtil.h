@@ -1,5 +1,6 @@
 // Helpers of the ICC tests: big-endian byte builders for tag blocks and whole profiles, written
-// independently of the code under test, an MD5 through OpenSSL, and file helpers.
+// independently of the code under test, an MD5 through OpenSSL, and file helpers (those of
+// tests/support under the names the ICC tests use).
 #pragma once
 
 #include <openssl/evp.h>
@@ -17,6 +18,9 @@
 #include <vector>
 
 #include "icc/IccProfile.h"
+#include "support/Files.h"
+#include "support/IccSig.h"
+#include "support/TempDir.h"
 
 namespace icctest {
 
@@ -80,9 +84,7 @@ inline uint16_t H16(const void* block, size_t off) {
     return v;
 }
 
-constexpr uint32_t Sig(const char (&s)[5]) {
-    return MakeIccSignature(s);
-}
+using kvrtest::Sig;
 
 // A curv record, padded to four bytes when `pad` is set (as inside a curve set).
 inline Bytes Curv(const std::vector<uint16_t>& entries, bool pad = true) {
@@ -221,34 +223,14 @@ inline std::wstring Md5Hex(const uint8_t* data, size_t n) {
 }
 
 inline Bytes ReadFileBytes(const std::filesystem::path& p) {
-    std::ifstream f(p, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(f), {});
+    return kvrtest::ReadBytes(p);
 }
 
 inline void WriteFileBytes(const std::filesystem::path& p, const Bytes& b) {
-    std::ofstream f(p, std::ios::binary | std::ios::trunc);
-    f.write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
+    kvrtest::WriteBytes(p, b);
 }
 
-// A fresh folder for one test, removed at the end.
-class TempDir {
-public:
-    TempDir() {
-        std::string tmpl = (std::filesystem::temp_directory_path() / "kvr-icc-XXXXXX").string();
-        std::vector<char> buf(tmpl.begin(), tmpl.end());
-        buf.push_back(0);
-        if (::mkdtemp(buf.data())) m_path = buf.data();
-    }
-    ~TempDir() {
-        std::error_code ec;
-        if (!m_path.empty()) std::filesystem::remove_all(m_path, ec);
-    }
-    const std::filesystem::path& path() const { return m_path; }
-    std::filesystem::path operator/(const std::string& name) const { return m_path / name; }
-
-private:
-    std::filesystem::path m_path;
-};
+using kvrtest::TempDir;
 
 // A small, valid profile with tags of several types: curves, parametric curve, XYZ, text,
 // description, measurement, an mft2, an mAB , a named-colour list and a private version tag.

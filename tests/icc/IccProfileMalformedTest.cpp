@@ -9,6 +9,7 @@
 
 #include "IccTestUtil.h"
 #include "icc/IccProfile.h"
+#include "support/TestData.h"
 
 using namespace icctest;
 namespace fs = std::filesystem;
@@ -394,12 +395,10 @@ TEST(IccMalformed, SmallProfileCutAtEveryLength) {
 
 TEST(IccMalformed, RealProfilesCutShort) {
     std::vector<fs::path> picks;
-    for (const char* p :
-         {"/usr/share/color/icc/sRGB.icc", "/usr/share/color/icc/ghostscript/default_cmyk.icc",
-          "/usr/share/color/icc/colord/Crayons.icc", "/usr/share/color/icc/LCMSLABI.ICM"})
-        if (fs::exists(p)) picks.push_back(p);
-    if (picks.empty())
-        GTEST_SKIP() << "no real profiles installed (scripts/install-deps.sh --test-data)";
+    for (const char* p : {"sRGB.icc", "default_cmyk.icc", "Crayons.icc", "LCMSLABI.ICM"}) {
+        ASSERT_TRUE(kvrtest::HaveCorpusProfile(p));
+        picks.push_back(kvrtest::CorpusProfile(p));
+    }
     for (const fs::path& path : picks) {
         SCOPED_TRACE(path.string());
         const Bytes file = ReadFileBytes(path);

@@ -1,6 +1,6 @@
-// Real ICC profiles from the system's colour folders (Debian packages icc-profiles-free,
-// colord-data, ghostscript, argyll): every one loads, has the MD5 of its bytes, and survives a
-// save and a load.
+// Real ICC profiles, those of the committed corpus (tests/data/profiles) and any the system
+// has in its colour folders (Debian packages icc-profiles-free, colord-data, ghostscript,
+// argyll): every one loads, has the MD5 of its bytes, and survives a save and a load.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,29 +8,12 @@
 
 #include "IccTestUtil.h"
 #include "icc/IccProfile.h"
+#include "support/TestData.h"
 
 using namespace icctest;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::vector<fs::path> InstalledProfiles() {
-    std::vector<fs::path> found;
-    std::error_code ec;
-    const fs::path root = "/usr/share/color";
-    if (!fs::is_directory(root, ec)) return found;
-    for (auto it = fs::recursive_directory_iterator(
-             root, fs::directory_options::skip_permission_denied, ec);
-         it != fs::recursive_directory_iterator(); it.increment(ec)) {
-        if (ec) break;
-        if (!it->is_regular_file(ec)) continue;
-        std::string ext = it->path().extension().string();
-        std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
-        if (ext == ".icc" || ext == ".icm") found.push_back(it->path());
-    }
-    std::sort(found.begin(), found.end());
-    return found;
-}
 
 Bytes Block(CIccProfileRead& r, unsigned i) {
     auto* p = reinterpret_cast<const uint8_t*>(r.GetTagData(i));
@@ -40,10 +23,8 @@ Bytes Block(CIccProfileRead& r, unsigned i) {
 } // namespace
 
 TEST(IccRealProfiles, EveryInstalledProfileLoadsWithTheMD5OfItsBytes) {
-    auto profiles = InstalledProfiles();
-    if (profiles.empty())
-        GTEST_SKIP() << "no *.icc or *.icm under /usr/share/color; "
-                        "run scripts/install-deps.sh --test-data";
+    auto profiles = kvrtest::RealProfiles();
+    ASSERT_FALSE(profiles.empty()) << "no profiles in " << kvrtest::CorpusDir();
     for (const fs::path& path : profiles) {
         SCOPED_TRACE(path.string());
         Bytes file = ReadFileBytes(path);
@@ -66,10 +47,8 @@ TEST(IccRealProfiles, EveryInstalledProfileLoadsWithTheMD5OfItsBytes) {
 }
 
 TEST(IccRealProfiles, SaveAfterUpdateAndLoadGivesTheSameHeaderAndTagBlocks) {
-    auto profiles = InstalledProfiles();
-    if (profiles.empty())
-        GTEST_SKIP() << "no *.icc or *.icm under /usr/share/color; "
-                        "run scripts/install-deps.sh --test-data";
+    auto profiles = kvrtest::RealProfiles();
+    ASSERT_FALSE(profiles.empty()) << "no profiles in " << kvrtest::CorpusDir();
     TempDir dir;
     for (const fs::path& path : profiles) {
         SCOPED_TRACE(path.string());
@@ -108,10 +87,8 @@ TEST(IccRealProfiles, SaveAfterUpdateAndLoadGivesTheSameHeaderAndTagBlocks) {
 }
 
 TEST(IccRealProfiles, ProfilesWithRisingOffsetsAreWrittenBackByteForByte) {
-    auto profiles = InstalledProfiles();
-    if (profiles.empty())
-        GTEST_SKIP() << "no *.icc or *.icm under /usr/share/color; "
-                        "run scripts/install-deps.sh --test-data";
+    auto profiles = kvrtest::RealProfiles();
+    ASSERT_FALSE(profiles.empty()) << "no profiles in " << kvrtest::CorpusDir();
     int checked = 0, whole = 0;
     for (const fs::path& path : profiles) {
         SCOPED_TRACE(path.string());
@@ -147,7 +124,7 @@ TEST(IccRealProfiles, ProfilesWithRisingOffsetsAreWrittenBackByteForByte) {
         if (pos == size) ++whole;
         ++checked;
     }
-    EXPECT_GT(checked, 0) << "no installed profile with rising offsets";
+    EXPECT_GT(checked, 0) << "no real profile with rising offsets";
     std::cout << "[ INFO     ] " << checked << " of " << profiles.size()
               << " profiles reproduced byte for byte, " << whole
               << " of them up to size with nothing behind the last tag\n";
