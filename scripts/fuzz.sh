@@ -44,12 +44,14 @@ set +e
   -artifact_prefix="$work/artifacts/" >"$log" 2>&1
 set -e
 
-# The last statistics line of the engine: "#EXECS: cov: N ft: N corp: ... exec/s: N ...".
+# The last statistics line of the engine's fork mode:
+# "#EXECS: cov: N ft: N corp: N exec/s N oom/timeout/crash: A/B/C time: Ns job: N ...".
 stats=$(grep -E '^#[0-9]+: cov:' "$log" | tail -1)
+execs=$(sed -E 's/^#([0-9]+):.*/\1/' <<<"$stats")
+seconds=$(grep -oE '[[:space:]]time: [0-9]+' <<<"$stats" | awk '{print $2}')
 echo "== $target, $minutes min"
 echo "stats: $stats"
-echo "execs: $(sed -E 's/^#([0-9]+):.*/\1/' <<<"$stats")" \
-  "exec/s: $(grep -oE 'exec/s: [0-9]+' <<<"$stats" | cut -d' ' -f2)" \
+echo "execs: $execs" "exec/s: $((execs / (seconds > 0 ? seconds : 1))) (whole run)" \
   "cov: $(grep -oE 'cov: [0-9]+' <<<"$stats" | cut -d' ' -f2)" \
   "ft: $(grep -oE 'ft: [0-9]+' <<<"$stats" | cut -d' ' -f2)"
 after=$(ls "$work/artifacts" | wc -l)
