@@ -12,6 +12,10 @@ if [ "${1:-}" = "--test-data" ]; then
   # Real ICC profiles and independent tools used by the tests.
   pkgs+=(icc-profiles-free colord-data ghostscript argyll liblcms2-utils libtiff-tools)
 fi
+if [ "${1:-}" = "--fuzz" ] || [ "${2:-}" = "--fuzz" ]; then
+  # clang with libFuzzer and its sanitizer runtimes, for scripts/fuzz.sh.
+  pkgs+=(clang-14 libclang-rt-14-dev llvm-14)
+fi
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

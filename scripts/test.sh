@@ -17,3 +17,10 @@ cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O
   -DKVR_BUILD_BENCH=OFF >/dev/null
 cmake --build build-asan -j"$jobs"
 (cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j"$jobs")
+
+# The replay of the fuzz corpora (fuzz/corpus/) is part of both ctest runs above.
+# ThreadSanitizer: only the test of one link shared by many threads, with the library.
+cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 -DKVR_TSAN=ON \
+  -DKVR_BUILD_TESTS=OFF -DKVR_BUILD_BENCH=OFF >/dev/null
+cmake --build build-tsan -j"$jobs" --target test_threads
+TSAN_OPTIONS=halt_on_error=1 KVR_INI="$PWD/resources/kvrcolor.ini" build-tsan/test_threads
