@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "colorlink/ColorLink.h"
+#include "colorlink/native/ColorLink.h"
 #include "colorlink/LinkSignatures.h"
 #include "icc/IccProfileGen.h"
 
@@ -136,13 +136,13 @@ struct Side {
     unsigned format, channels;
 };
 Side SideOf(unsigned space, bool output) {
-    if (space == kSigRgb) return {CMdlColorLink::LinkFmtRgb, 3};
-    if (space == kSigCmyk) return {CMdlColorLink::LinkFmtCmyk, 4};
-    if (space == kSigLab || space == kSigXyz) return {CMdlColorLink::LinkFmtLab, 3};
-    if (space == kSigGray) return {CMdlColorLink::LinkFmtGray, 1};
-    if (space == kSigGamut && output) return {CMdlColorLink::LinkFmtGamut, 1};
+    if (space == icSigRgbData) return {CMdlColorLink::LinkFmtRgb, 3};
+    if (space == icSigCmykData) return {CMdlColorLink::LinkFmtCmyk, 4};
+    if (space == icSigLabData || space == icSigXYZData) return {CMdlColorLink::LinkFmtLab, 3};
+    if (space == icSigGrayData) return {CMdlColorLink::LinkFmtGray, 1};
+    if (space == icSigGamutTag && output) return {CMdlColorLink::LinkFmtGamut, 1};
     const unsigned lead = space >> 24;
-    if ((space & 0x00FFFFFFu) == (LinkSig("0CLR") & 0x00FFFFFFu)) {
+    if ((space & 0x00FFFFFFu) == (MakeIccSignature("0CLR") & 0x00FFFFFFu)) {
         if (lead >= '2' && lead <= '9') return {CMdlColorLink::LinkFmtNColor, lead - '0'};
         if (lead >= 'A' && lead <= 'F') return {CMdlColorLink::LinkFmtNColor, lead - 'A' + 10};
     }

@@ -12,11 +12,12 @@
 
 #include "ParallelTrn.h"
 #include "colorlink/MdlColorLink.h"
+#include "support/TestData.h"
 
 namespace {
 
-constexpr const char* kRgbProfile = "/usr/share/color/icc/sRGB.icc";
-constexpr const char* kCmykProfile = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
+const std::filesystem::path kRgbProfile = kvrtest::CorpusProfile("sRGB.icc");
+const std::filesystem::path kCmykProfile = kvrtest::CorpusProfile("default_cmyk.icc");
 
 unsigned Cores() {
     return std::max(1u, std::thread::hardware_concurrency());
@@ -75,8 +76,8 @@ protected:
         s_link = nullptr;
     }
     void SetUp() override {
-        if (!std::filesystem::exists(kRgbProfile) || !std::filesystem::exists(kCmykProfile))
-            GTEST_SKIP() << "the system's sRGB and CMYK profiles are missing";
+        ASSERT_TRUE(kvrtest::HaveCorpusProfile("sRGB.icc"));
+        ASSERT_TRUE(kvrtest::HaveCorpusProfile("default_cmyk.icc"));
         ASSERT_NE(s_link, nullptr) << "the link could not be built";
     }
 
