@@ -13,22 +13,32 @@ CFile::CFile(const wchar_t* path, unsigned flags) {
     if (!Open(path, flags, &error)) throw error;
 }
 
-CFile::~CFile() { Abort(); }
+CFile::~CFile() {
+    Abort();
+}
 
 int CFile::CauseFromErrno(int err) {
     switch (err) {
     case EACCES:
     case EPERM:
-    case EROFS: return CFileException::accessDenied;
-    case ENOENT: return CFileException::fileNotFound;
+    case EROFS:
+        return CFileException::accessDenied;
+    case ENOENT:
+        return CFileException::fileNotFound;
     case ENOTDIR:
-    case ENAMETOOLONG: return CFileException::badPath;
+    case ENAMETOOLONG:
+        return CFileException::badPath;
     case EMFILE:
-    case ENFILE: return CFileException::tooManyOpenFiles;
-    case EISDIR: return CFileException::accessDenied; // as the Windows file layer reports it
-    case ENOSPC: return CFileException::diskFull;
-    case EIO: return CFileException::hardIO;
-    default: return CFileException::genericException;
+    case ENFILE:
+        return CFileException::tooManyOpenFiles;
+    case EISDIR:
+        return CFileException::accessDenied; // as the Windows file layer reports it
+    case ENOSPC:
+        return CFileException::diskFull;
+    case EIO:
+        return CFileException::hardIO;
+    default:
+        return CFileException::genericException;
     }
 }
 
@@ -36,9 +46,15 @@ bool CFile::Open(const wchar_t* path, unsigned flags, CFileException* error) {
     Abort();
     int oflags = 0;
     switch (flags & 3) {
-    case modeRead: oflags = O_RDONLY; break;
-    case modeWrite: oflags = O_WRONLY; break;
-    default: oflags = O_RDWR; break;
+    case modeRead:
+        oflags = O_RDONLY;
+        break;
+    case modeWrite:
+        oflags = O_WRONLY;
+        break;
+    default:
+        oflags = O_RDWR;
+        break;
     }
     if (flags & modeCreate) oflags |= O_CREAT | ((flags & modeNoTruncate) ? 0 : O_TRUNC);
     oflags |= O_CLOEXEC;
@@ -127,7 +143,9 @@ CMemFile::CMemFile(uint8_t* buffer, unsigned size, unsigned growBytes) {
     Attach(buffer, size, growBytes);
 }
 
-CMemFile::~CMemFile() { Close(); }
+CMemFile::~CMemFile() {
+    Close();
+}
 
 void CMemFile::Attach(uint8_t* buffer, unsigned size, unsigned growBytes) {
     Close();

@@ -7,7 +7,9 @@
 
 const CRuntimeClass CObject::classCObject = {"CObject", nullptr, nullptr, 0};
 
-const CRuntimeClass* CObject::GetRuntimeClass() const { return &classCObject; }
+const CRuntimeClass* CObject::GetRuntimeClass() const {
+    return &classCObject;
+}
 
 void CObject::Serialize(CArchive&) {}
 

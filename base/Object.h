@@ -51,7 +51,9 @@ protected:
 #define DECLARE_DYNAMIC(cls)                                                                       \
 public:                                                                                            \
     static const CRuntimeClass class##cls;                                                         \
-    static const CRuntimeClass* GetThisClass() { return &class##cls; }                             \
+    static const CRuntimeClass* GetThisClass() {                                                   \
+        return &class##cls;                                                                        \
+    }                                                                                              \
     static const CRuntimeClass* _GetBaseClass();                                                   \
     const CRuntimeClass* GetRuntimeClass() const override;
 
@@ -60,13 +62,19 @@ public:                                                                         
     static CObject* CreateObject();
 
 #define KVR_IMPLEMENT_RUNTIMECLASS(cls, base, create)                                              \
-    const CRuntimeClass cls::class##cls = {#cls, &base::class##base, create, 0};                  \
-    const CRuntimeClass* cls::_GetBaseClass() { return &base::class##base; }                      \
-    const CRuntimeClass* cls::GetRuntimeClass() const { return &class##cls; }
+    const CRuntimeClass cls::class##cls = {#cls, &base::class##base, create, 0};                   \
+    const CRuntimeClass* cls::_GetBaseClass() {                                                    \
+        return &base::class##base;                                                                 \
+    }                                                                                              \
+    const CRuntimeClass* cls::GetRuntimeClass() const {                                            \
+        return &class##cls;                                                                        \
+    }
 
 #define IMPLEMENT_DYNAMIC(cls, base) KVR_IMPLEMENT_RUNTIMECLASS(cls, base, nullptr)
 
 #define IMPLEMENT_DYNCREATE(cls, base)                                                             \
-    CObject* cls::CreateObject() { return new cls; }                                               \
+    CObject* cls::CreateObject() {                                                                 \
+        return new cls;                                                                            \
+    }                                                                                              \
     KVR_IMPLEMENT_RUNTIMECLASS(cls, base, &cls::CreateObject)                                      \
     static const CRuntimeClassRegistrar kvrRegistrar##cls(&cls::class##cls);

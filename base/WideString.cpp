@@ -91,8 +91,10 @@ std::wstring CodePageToWide(std::string_view text) {
     out.reserve(text.size());
     for (char ch : text) {
         auto b = static_cast<uint8_t>(ch);
-        if (b >= 0x80 && b < 0xA0) out += static_cast<wchar_t>(kCp1252High[b - 0x80] ? kCp1252High[b - 0x80] : 0xFFFD);
-        else out += static_cast<wchar_t>(b);
+        if (b >= 0x80 && b < 0xA0)
+            out += static_cast<wchar_t>(kCp1252High[b - 0x80] ? kCp1252High[b - 0x80] : 0xFFFD);
+        else
+            out += static_cast<wchar_t>(b);
     }
     return out;
 }

@@ -9,8 +9,7 @@
 
 // Common body of CFunc_8 and CFunc_16. Trn and Inv answer 1 for done and 0 for "not defined";
 // the base operations answer 0 and leave the output untouched.
-template <class T>
-class TFunc : public CObject {
+template <class T> class TFunc : public CObject {
 public:
     using Sample = T;
 
@@ -28,8 +27,10 @@ public:
 protected:
     // Stores or loads the two channel counts, 4 bytes each.
     void SerializeCounts(CArchive& ar) {
-        if (ar.IsStoring()) ar << m_inputChan << m_outputChan;
-        else ar >> m_inputChan >> m_outputChan;
+        if (ar.IsStoring())
+            ar << m_inputChan << m_outputChan;
+        else
+            ar >> m_inputChan >> m_outputChan;
     }
 
     uint32_t m_inputChan;
@@ -63,11 +64,14 @@ template <> struct FuncOf<uint16_t> { using type = CFunc_16; };
 template <class T> using FuncOf_t = typename FuncOf<T>::type;
 
 // Reads one object of the target's class (or a class derived from it) from an archive.
-template <class C>
-CArchive& ReadTypedObject(CArchive& ar, C*& obj) {
+template <class C> CArchive& ReadTypedObject(CArchive& ar, C*& obj) {
     obj = static_cast<C*>(ar.ReadObject(RUNTIME_CLASS(C)));
     return ar;
 }
 
-inline CArchive& operator>>(CArchive& ar, CFunc_8*& f) { return ReadTypedObject(ar, f); }
-inline CArchive& operator>>(CArchive& ar, CFunc_16*& f) { return ReadTypedObject(ar, f); }
+inline CArchive& operator>>(CArchive& ar, CFunc_8*& f) {
+    return ReadTypedObject(ar, f);
+}
+inline CArchive& operator>>(CArchive& ar, CFunc_16*& f) {
+    return ReadTypedObject(ar, f);
+}

@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "colorlink/native/ColorLink.h"
 #include "colorlink/LinkSignatures.h"
+#include "colorlink/native/ColorLink.h"
 #include "icc/IccProfileGen.h"
 
 namespace {

@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the library twice (optimised, and with AddressSanitizer and
-# UndefinedBehaviorSanitizer) and runs every test of both builds.
+# Installs what is missing, checks the format of the sources, builds the library twice
+# (optimised, and with AddressSanitizer and UndefinedBehaviorSanitizer) and runs every test of
+# both builds, the replay of the fuzz corpora among them, then the tests of threads under
+# ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh --test-data
 jobs=$(nproc)
+
+# Sources as clang-format writes them; fails first, before anything is built.
+bash scripts/format-check.sh
 
 # No debug information in either build: it adds much of the compile and link time that the
 # test run spends, and failures are reported by the tests and the sanitizers' own traces.
