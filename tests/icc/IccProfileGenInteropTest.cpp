@@ -352,7 +352,8 @@ std::vector<std::string> ErrorLines(const std::string& text) {
 
 TEST(IccProfileGenInterop, ArgyllIccdumpReadsTheProfileWithoutError) {
     if (::access(kIccdump, X_OK) != 0)
-        GTEST_SKIP() << "argyll's iccdump is not installed at " << kIccdump;
+        FAIL() << "argyll's iccdump is not installed at " << kIccdump
+               << " (scripts/install-deps.sh --test-data installs it)";
     kvrtest::TempDir dir("kvr-gen-interop");
     const fs::path path = dir / "every-tag.icc";
     MakeProfile(path);
@@ -373,7 +374,8 @@ TEST(IccProfileGenInterop, ArgyllIccdumpReadsTheProfileWithoutError) {
 
 TEST(IccProfileGenInterop, ArgyllIccdumpReadsAPaddedDescriptionWithoutError) {
     if (::access(kIccdump, X_OK) != 0)
-        GTEST_SKIP() << "argyll's iccdump is not installed at " << kIccdump;
+        FAIL() << "argyll's iccdump is not installed at " << kIccdump
+               << " (scripts/install-deps.sh --test-data installs it)";
     // A description whose length word (rounded up to 4) counts padding zeros as well.
     kvrtest::TempDir dir("kvr-gen-interop");
     const fs::path path = dir / "padded-desc.icc";
