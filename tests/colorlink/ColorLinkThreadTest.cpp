@@ -13,20 +13,13 @@
 
 #include "LinkTestUtil.h"
 #include "colorlink/native/ColorLink.h"
+#include "support/SampleLinks.h"
 #include "support/TestData.h"
 
 namespace {
 
-const std::string kRgbPath = kvrtest::CorpusProfile("sRGB.icc").string();
-const std::string kCmykPath = kvrtest::CorpusProfile("default_cmyk.icc").string();
-const char* const kRgbProfile = kRgbPath.c_str();
-const char* const kCmykProfile = kCmykPath.c_str();
 constexpr unsigned kThreads = 8;
 constexpr unsigned kRounds = 3;
-
-std::wstring Wide(const char* s) {
-    return std::filesystem::path(s).wstring();
-}
 
 ::testing::AssertionResult ProfilesPresent() {
     ::testing::AssertionResult rgb = kvrtest::HaveCorpusProfile("sRGB.icc");
@@ -36,30 +29,11 @@ std::wstring Wide(const char* s) {
 // sRGB to the CMYK printer, perceptual, as the RIP makes it for RGB images.
 std::unique_ptr<CColorLink> BuildRgbToCmyk() {
     auto link = std::make_unique<CColorLink>(nullptr);
-    if (!link->AddProfile(Wide(kRgbProfile).c_str(), CMdlColorLink::ProfStepDevToPcs,
-                          IntentPerceptual))
-        return nullptr;
-    if (!link->AddProfile(Wide(kCmykProfile).c_str(), CMdlColorLink::ProfStepPcsToDev,
-                          IntentPerceptual))
-        return nullptr;
-    if (!link->CreateLink(CMdlColorLink::LinkFmtRgb, 3, CMdlColorLink::LinkFmtCmyk, 4))
-        return nullptr;
+    if (!kvrtest::MakeRgbToCmyk(*link)) return nullptr;
     return link;
 }
 
-// Pixels that cover every byte value on every channel and then wander at random.
-template <class T> std::vector<T> SourcePixels(size_t count, unsigned channels) {
-    std::vector<T> v(count * channels);
-    uint32_t state = 12345;
-    for (size_t i = 0; i < v.size(); ++i) {
-        state = state * 1664525u + 1013904223u;
-        if (i < 256 * channels)
-            v[i] = T(sizeof(T) == 1 ? i / channels : i / channels * 257);
-        else
-            v[i] = T(state >> (sizeof(T) == 1 ? 24 : 16));
-    }
-    return v;
-}
+using kvrtest::SourcePixels;
 
 // Runs body(t) on kThreads threads that start together.
 template <class Body> void OnThreads(Body body) {
@@ -159,11 +133,7 @@ TEST(LinkBuildThreads, LinksBuiltOnSeveralThreadsAtOnceEqualOneBuiltAlone) {
     std::vector<int> built(kThreads, 0);
     OnThreads([&](unsigned t) {
         CColorLink& link = *links[t];
-        built[t] = link.AddProfile(Wide(kRgbProfile).c_str(), CMdlColorLink::ProfStepDevToPcs,
-                                   IntentPerceptual) &&
-                   link.AddProfile(Wide(kCmykProfile).c_str(), CMdlColorLink::ProfStepPcsToDev,
-                                   IntentPerceptual) &&
-                   link.CreateLink(CMdlColorLink::LinkFmtRgb, 3, CMdlColorLink::LinkFmtCmyk, 4);
+        built[t] = kvrtest::MakeRgbToCmyk(link);
     });
     for (unsigned t = 0; t < kThreads; ++t) {
         ASSERT_TRUE(built[t]) << "thread " << t;

@@ -12,43 +12,23 @@
 
 #include "ParallelTrn.h"
 #include "colorlink/MdlColorLink.h"
+#include "support/SampleLinks.h"
 #include "support/TestData.h"
 
 namespace {
-
-const std::filesystem::path kRgbProfile = kvrtest::CorpusProfile("sRGB.icc");
-const std::filesystem::path kCmykProfile = kvrtest::CorpusProfile("default_cmyk.icc");
 
 unsigned Cores() {
     return std::max(1u, std::thread::hardware_concurrency());
 }
 
-// sRGB to the CMYK printer, perceptual, from the back-end the (default) settings choose.
+// sRGB to the CMYK printer from the back-end the (default) settings choose.
 std::unique_ptr<CMdlColorLink> BuildRgbToCmyk() {
     std::unique_ptr<CMdlColorLink> link(CreateMdlColorLink(nullptr));
-    if (!link) return nullptr;
-    const std::wstring rgb = std::filesystem::path(kRgbProfile).wstring();
-    const std::wstring cmyk = std::filesystem::path(kCmykProfile).wstring();
-    if (!link->AddProfile(rgb.c_str(), CMdlColorLink::ProfStepDevToPcs, IntentPerceptual) ||
-        !link->AddProfile(cmyk.c_str(), CMdlColorLink::ProfStepPcsToDev, IntentPerceptual) ||
-        !link->CreateLink(CMdlColorLink::LinkFmtRgb, 3, CMdlColorLink::LinkFmtCmyk, 4))
-        return nullptr;
+    if (!link || !kvrtest::MakeRgbToCmyk(*link)) return nullptr;
     return link;
 }
 
-// Pixels that cover every byte value on every channel and then wander at random.
-template <class T> std::vector<T> SourcePixels(size_t count, unsigned channels) {
-    std::vector<T> v(count * channels);
-    uint32_t state = 12345;
-    for (size_t i = 0; i < v.size(); ++i) {
-        state = state * 1664525u + 1013904223u;
-        if (i < 256 * channels)
-            v[i] = T(sizeof(T) == 1 ? i / channels : i / channels * 257);
-        else
-            v[i] = T(state >> (sizeof(T) == 1 ? 24 : 16));
-    }
-    return v;
-}
+using kvrtest::SourcePixels;
 
 template <class T> void Serial(CMdlColorLink& link, const T* src, T* dst, unsigned n) {
     if constexpr (sizeof(T) == 1)
@@ -67,10 +47,7 @@ void Parallel(ParallelTrn& pool, CMdlColorLink& link, const T* src, T* dst, size
 
 class ParallelTrnTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        if (std::filesystem::exists(kRgbProfile) && std::filesystem::exists(kCmykProfile))
-            s_link = BuildRgbToCmyk().release();
-    }
+    static void SetUpTestSuite() { s_link = BuildRgbToCmyk().release(); }
     static void TearDownTestSuite() {
         delete s_link;
         s_link = nullptr;
