@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <vector>
 
 namespace {
 
@@ -36,6 +37,21 @@ template <class T> void ReadSamples(CArchive& ar, T* data, uint32_t count) {
     if constexpr (sizeof(T) == 2 && std::endian::native == std::endian::big) {
         for (uint32_t i = 0; i < count; ++i) data[i] = T(data[i] << 8 | data[i] >> 8);
     }
+}
+
+// Reads `count` samples into a buffer that grows only by what has arrived. The count comes
+// from the stream: a stream that ends early must fail before it has allocated (and zeroed)
+// what it announced. The buffer doubles, so a complete grid costs a few reallocations.
+template <class T> std::vector<T> ReadSampleRun(CArchive& ar, uint32_t count) {
+    constexpr size_t kFirstSamples = size_t(1) << 15;
+    std::vector<T> samples;
+    while (samples.size() < count) {
+        const size_t at = samples.size();
+        const size_t n = std::min<size_t>(count - at, std::max(at, kFirstSamples));
+        samples.resize(at + n);
+        ReadSamples(ar, samples.data() + at, static_cast<uint32_t>(n));
+    }
+    return samples;
 }
 
 } // namespace
@@ -132,10 +148,9 @@ template <class T> void TMft<T>::Serialize(CArchive& ar) {
     uint32_t points = 0, entries = 0;
     ar >> points >> entries;
     // Archives may come from outside: refuse sizes that do not describe this grid before
-    // allocating anything.
+    // allocating anything, and allocate no more than the samples that have arrived.
     CheckLoadedSize(this->m_inputChan, this->m_outputChan, points, entries);
-    std::vector<T> loaded(entries);
-    ReadSamples(ar, loaded.data(), entries);
+    std::vector<T> loaded = ReadSampleRun<T>(ar, entries);
     m_clutPoints = points;
     tabEntries = entries;
     table = std::move(loaded);

@@ -4,6 +4,8 @@
 #include <climits>
 #include <cstring>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "base/Digest.h"
 
@@ -54,6 +56,25 @@ std::vector<uint8_t> ReadAvailable(CArchive& ar, uint64_t n) {
         if (more < chunk) break;
     }
     return buf;
+}
+
+// Whether the tag table describes blocks that can be read one by one. Well-formed: entries at
+// one offset have one size (one block, shared), and blocks at different offsets share no byte.
+bool TagBlocksAreDisjoint(const icTagTable& table) {
+    std::vector<std::pair<uint32_t, uint32_t>> blocks; // offset, size
+    blocks.reserve(table.count);
+    for (uint32_t i = 0; i < table.count; ++i)
+        blocks.emplace_back(table.tags[i].offset, table.tags[i].size);
+    std::sort(blocks.begin(), blocks.end());
+    blocks.erase(std::unique(blocks.begin(), blocks.end()), blocks.end());
+    uint64_t end = 0; // the end of the blocks so far, in 64 bits: offset + size can pass 2^32
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        const auto [offset, size] = blocks[i];
+        if (i > 0 && blocks[i - 1].first == offset) return false; // one offset, two sizes
+        if (size != 0 && offset < end) return false;              // inside an earlier block
+        end = std::max(end, uint64_t(offset) + size);
+    }
+    return true;
 }
 
 void WriteZeros(CArchive& ar, uint64_t count) {
@@ -332,6 +353,8 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
         MD5Final(m_Digest, &ctx);
         return;
     }
+    if (!TagBlocksAreDisjoint(*pTagTable()))
+        throw CArchiveException(CArchiveException::genericException);
 
     // All tag data in one buffer; only what arrived is digested and used.
     std::vector<uint8_t> data = ReadAvailable(ar, static_cast<uint64_t>(dataLength));
@@ -342,11 +365,6 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
     // offset, so that a long table is not searched once per entry.
     std::unordered_map<uint32_t, CTagNode*> owners;
     owners.reserve(std::min<size_t>(count, 4096));
-    // Tags may overlap, and each owner gets a copy of its bytes. All blocks together may not
-    // exceed this multiple of the tag data, so that a profile of overlapping tags cannot make
-    // the load take more memory than a small multiple of the file's size.
-    constexpr uint64_t kMaxCopiesOfData = 4;
-    uint64_t copied = 0;
     m_Tags.reserve(m_Tags.size() + std::min<size_t>(count, arrived / 12 + 1));
     for (uint32_t i = 0; i < count; ++i) {
         const icTag entry = Tag(i);
@@ -362,9 +380,6 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
         const int64_t d = int64_t(entry.offset) - int64_t(dataStart);
         if (d < 0 || uint64_t(d) + entry.size > arrived)
             throw CArchiveException(CArchiveException::endOfFile);
-        copied += entry.size;
-        if (copied > kMaxCopiesOfData * arrived)
-            throw CArchiveException(CArchiveException::genericException);
         uint32_t* block = AddTag(entry.sig, entry.size, entry.offset);
         owners.emplace(entry.offset, m_Tags.back().get());
         if (entry.size != 0) std::memcpy(block, data.data() + d, entry.size);

@@ -15,18 +15,18 @@
 // Tag blocks. A block holds the tag's data exactly as the tag table describes it, type signature
 // and reserved word included, converted to host order by the rules of IccRecords.h. Blocks are
 // zero-filled at creation, 4-byte aligned and never shorter than 8 bytes in memory (a shorter tag
-// reads zeros behind its data), so the type head can always be read. Two table entries at one
-// file offset share one block; their table entries may still announce different sizes, and the
-// shared block keeps the length of the entry that was read first. Code that reads a block
-// therefore bounds its reads by GetTagDataSize / the size reported by FindTagData's overload,
-// not by the table entry alone.
+// reads zeros behind its data), so the type head can always be read. Table entries at one file
+// offset with one size share one block. Code that reads a block bounds its reads by
+// GetTagDataSize / the size reported by FindTagData's overload, not by the table entry alone
+// (a table built in memory may still announce other sizes).
 //
 // Load checks. A load accepts any data whose header magic is "acsp"; version, class and spaces
 // are not tested. It fails with error 901 when the tag table or a tag lies outside the data that
 // the header's size announces and the file holds, and when a tag's own counts or offsets
 // (curve and table counts, named-colour and colorant counts, mAB /mBA offsets and grids) reach
-// beyond its block. Overlapping tags are each copied, up to four times the tag data in all;
-// more overlap than that fails too. Memory used grows with the size of the file only.
+// beyond its block, and when the table is not one of disjoint blocks: entries at one offset
+// with different sizes, or a block that starts inside another. Every byte of tag data is thus
+// copied at most once, and memory used grows with the size of the file only.
 #pragma once
 
 #include <cstdint>

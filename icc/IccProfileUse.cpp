@@ -38,14 +38,29 @@ std::vector<uint16_t> ReadU16(const Span& s, uint64_t offset, uint64_t count) {
 }
 
 // Whether the grid record at `offset` with G points on `inputs` axes and `outputs` samples a
-// node lies inside the block, as far as DefineClut reads it.
+// node lies inside the block, as far as DefineClut reads it. A precision other than 1 or 2
+// carries no samples that could fill the grid: such a record is refused before the grid is
+// allocated, so that a few bytes cannot ask for a grid of up to 255^4 nodes with nothing
+// behind it. The sample count is checked in 64 bits against the block.
 bool ClutFits(const Span& s, uint64_t offset, unsigned points, unsigned inputs, unsigned outputs) {
     IccLayout::ClutRecord clut;
     if (!IccLayout::ReadClutHead(s, offset, clut)) return false;
-    if (clut.precision != 1 && clut.precision != 2) return true; // DefineClut reads no data
+    if (clut.precision != 1 && clut.precision != 2) return false;
     uint64_t samples;
     if (!IccLayout::GridSampleCount(points, inputs, outputs, samples)) return false;
     return s.Has(clut.samplesAt, samples * clut.precision);
+}
+
+// The grid points of the grid record at `offset`, one count for all `inputs` axes. The grid
+// objects have one count for every axis, so a record whose axes differ cannot be read into
+// them and is refused (false), as is a record whose head does not fit.
+bool UniformGridPoints(const Span& s, uint64_t offset, unsigned inputs, unsigned& points) {
+    IccLayout::ClutRecord clut;
+    if (!IccLayout::ReadClutHead(s, offset, clut) || inputs > IccLayout::kMaxGridAxes) return false;
+    for (unsigned k = 1; k < inputs; ++k)
+        if (clut.gridPoints[k] != clut.gridPoints[0]) return false;
+    points = clut.gridPoints[0];
+    return true;
 }
 
 // Where the five elements of an mAB  or mBA  block stand (0: absent), in the roles of the object
@@ -110,10 +125,11 @@ void InvertTrc(const Span& record, uint32_t count, uint16_t* out) {
     }
 }
 
-// Node value of one colorant component on XYZ 1.15: negative components become 0.
-int32_t ColorantNode(double c) {
+// Node value of one colorant component on XYZ 1.15: negative components become 0. An
+// s15Fixed16 component is below 32768, so the value stays below 2^30.
+uint32_t ColorantNode(double c) {
     const double v = c * 32768.0;
-    return v > 0 ? static_cast<int32_t>(v) : 0;
+    return v > 0 ? static_cast<uint32_t>(v) : 0;
 }
 
 // The 16-bit and 8-bit sides of CreateConcatFunc.
@@ -278,9 +294,7 @@ CFunc_16TabBaseMft* CIccProfileUse::CreateMftXFromAToB(const lutAToBType* tag, u
 
     unsigned points = 0;
     if (lut.offsetCLUT != 0) {
-        IccLayout::ClutRecord clut;
-        if (!IccLayout::ReadClutHead(s, lut.offsetCLUT, clut)) return nullptr;
-        points = clut.gridPoints[0];     // the first axis stands for all
+        if (!UniformGridPoints(s, lut.offsetCLUT, n, points)) return nullptr;
         if (points == 1) return nullptr; // a grid needs two points per axis
     }
     // A curves feed the input curves, M the middle curves (three in the three-input object),
@@ -312,7 +326,11 @@ CFunc_16TabBaseMft* CIccProfileUse::CreateMftXFromBToA(const lutBToAType* tag, u
     // which is no size. The grid is then allocated and stays empty.
     uint8_t points = 0;
     if (!s.U8(lut.offsetCLUT, points)) return nullptr;
-    if (lut.offsetCLUT != 0 && points == 1) return nullptr;
+    if (lut.offsetCLUT != 0) {
+        unsigned uniform = 0;
+        if (!UniformGridPoints(s, lut.offsetCLUT, n, uniform)) return nullptr;
+        if (points == 1) return nullptr;
+    }
     // The tag's data enter at B: B curves are the input curves, A curves the output curves.
     const LutABLayout layout{lut.offsetB,      lut.offsetM, lut.offsetA, lut.offsetCLUT,
                              lut.offsetMatrix, 3,           3,           m};
@@ -341,8 +359,10 @@ CFunc_16Tab3Mft* CIccProfileUse::CreateFromMatrixTRC() {
     CMatrix3 m;
     if (!GetMatrix(m)) return nullptr;
 
-    // Node values on XYZ 1.15; sums of the truncated integers, kept in 16 bits.
-    int32_t r[3], g[3], b[3];
+    // Node values on XYZ 1.15; sums of the truncated integers, kept in 16 bits. The sums are
+    // formed in unsigned arithmetic, where wrapping is defined: three components near the top
+    // of their range pass 2^31, and only the low 16 bits are kept in any case.
+    uint32_t r[3], g[3], b[3];
     for (int k = 0; k < 3; ++k) {
         r[k] = ColorantNode(m[0][k]);
         g[k] = ColorantNode(m[1][k]);
@@ -351,7 +371,7 @@ CFunc_16Tab3Mft* CIccProfileUse::CreateFromMatrixTRC() {
     uint16_t nodes[8 * 3];
     for (unsigned node = 0; node < 8; ++node) { // red slowest, blue fastest
         for (int k = 0; k < 3; ++k) {
-            int32_t v = 0;
+            uint32_t v = 0;
             if (node & 4) v += r[k];
             if (node & 2) v += g[k];
             if (node & 1) v += b[k];

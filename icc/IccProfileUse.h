@@ -63,15 +63,16 @@ public:
     // narrow code page up to its terminator or the end of the block; empty if there is none.
     CMfxStringW GetDescription();
 
-    // lutAtoBType: 3 or 4 inputs, grid of G points per axis, where G is the first grid-point
-    // byte (0 without a grid; other axes are not looked at). A curves, M curves, B curves,
-    // grid and matrix are defined where present. With 4 inputs a matrix needs 3 outputs.
-    // `size` is the block's length. Null for other input counts or a damaged block.
+    // lutAtoBType: 3 or 4 inputs, grid of G points per axis (0 without a grid). A curves, M
+    // curves, B curves, grid and matrix are defined where present. With 4 inputs a matrix
+    // needs 3 outputs. `size` is the block's length. Null for other input counts, for a grid
+    // whose axes have different point counts or whose precision is neither 1 nor 2, and for
+    // a block that does not hold what its head announces (checked before allocating).
     static CFunc_16TabBaseMft* CreateMftXFromAToB(const lutAToBType* tag, uint32_t size);
     // lutBtoAType, 3 inputs only, in the B-to-A stage order: the tag's B curves become the
     // input curves and its A curves the output curves. G is read at the grid offset even when
     // that offset is 0, where it is the block's first byte and no size: the grid is then
-    // allocated but left empty.
+    // allocated but left empty. A grid that is present is refused as for lutAtoBType.
     static CFunc_16TabBaseMft* CreateMftXFromBToA(const lutBToAType* tag, uint32_t size);
 
 protected:

@@ -121,38 +121,43 @@ TEST(IccProfileLoad, SizeSmallerThanTheTableEndFailsWith901) {
     EXPECT_EQ(nullptr, r.m_pFile);
 }
 
-TEST(IccProfileLoad, TwoTagsAtOneOffsetWithDifferentSizesShareTheFirstBlock) {
+TEST(IccProfileLoad, TwoTagsAtOneOffsetWithDifferentSizesAreRefused) {
     Profile p;
     p.Add("wtpt", Be().head("XYZ ").u32(1).u32(2).u32(3).b); // 20 bytes
-    p.tags.push_back({"bkpt", {}, 132 + 12 * 3, 12});        // same offset, 12 bytes
+    p.tags.push_back({"bkpt", {}, 132 + 12 * 3, 20});        // same offset, same size: shared
     p.tags.push_back({"lumi", {}, 132 + 12 * 3, 40});        // same offset, claims more
     Bytes file = p.Build();
     TestReader r;
-    ASSERT_EQ(1, r.OpenBytes(file));
-    ASSERT_EQ(3u, r.GetTagNodeCount());
-    EXPECT_EQ(r.GetTagData(0), r.GetTagData(1));
-    EXPECT_EQ(r.GetTagData(0), r.GetTagData(2));
-    EXPECT_EQ(20u, r.Tag(0).size);
-    EXPECT_EQ(12u, r.Tag(1).size);
-    EXPECT_EQ(40u, r.Tag(2).size);
-    EXPECT_EQ(20u, r.GetTagDataSize(1)) << "the shared block keeps the owner's length";
-    EXPECT_EQ(20u, r.GetTagDataSize(2));
-    EXPECT_TRUE(r.m_Tags[1]->bIsRef());
-    EXPECT_EQ(r.m_Tags[0].get(), r.m_Tags[1]->pRef);
-    EXPECT_EQ(0u, r.m_Tags[1]->offset);
-    EXPECT_EQ(3, r.m_Tags[0]->nRefs());
+    EXPECT_EQ(0, r.OpenBytes(file));
+    EXPECT_EQ(901, r.m_nError);
+    EXPECT_EQ(0u, r.GetCount());
+    EXPECT_EQ(0u, r.GetTagNodeCount());
+
+    // Without the entry that claims more, the other two share one block.
+    Profile q;
+    q.Add("wtpt", Be().head("XYZ ").u32(1).u32(2).u32(3).b);
+    q.tags.push_back({"bkpt", {}, 132 + 12 * 2, 20});
+    Bytes shared = q.Build();
+    TestReader s;
+    ASSERT_EQ(1, s.OpenBytes(shared));
+    ASSERT_EQ(2u, s.GetTagNodeCount());
+    EXPECT_EQ(s.GetTagData(0), s.GetTagData(1));
+    EXPECT_TRUE(s.m_Tags[1]->bIsRef());
+    EXPECT_EQ(s.m_Tags[0].get(), s.m_Tags[1]->pRef);
+    EXPECT_EQ(0u, s.m_Tags[1]->offset);
+    EXPECT_EQ(2, s.m_Tags[0]->nRefs());
     uint32_t blockSize = 0;
     icTag tag{};
-    EXPECT_EQ(r.GetTagData(0), r.FindTagData(icSigMediaBlackPointTag, &tag, &blockSize));
-    EXPECT_EQ(12u, tag.size);
+    EXPECT_EQ(s.GetTagData(0), s.FindTagData(icSigMediaBlackPointTag, &tag, &blockSize));
+    EXPECT_EQ(20u, tag.size);
     EXPECT_EQ(20u, blockSize);
-    EXPECT_EQ(2u, H32(r.GetTagData(1), 12)) << "converted once, through the owner";
+    EXPECT_EQ(2u, H32(s.GetTagData(1), 12)) << "converted once, through the owner";
 }
 
 TEST(IccProfileSave, SharedTagsAreWrittenOnceWithTheTableAsLoaded) {
     Profile p;
     p.Add("wtpt", Be().head("XYZ ").u32(1).u32(2).u32(3).b);
-    p.tags.push_back({"bkpt", {}, 132 + 12 * 3, 12});
+    p.tags.push_back({"bkpt", {}, 132 + 12 * 3, 20});
     p.Add("rTRC", Curv({1, 2, 3}, false));
     Bytes file = p.Build();
     TestReader r;
@@ -421,10 +426,17 @@ TEST(IccProfileTable, UpdateTagTableAndHeaderLaysOutNodesOnFourByteBoundaries) {
     EXPECT_EQ(0u, r.m_Tags[0]->offset);
     EXPECT_EQ(16u, r.m_Tags[2]->offset) << "node offsets count from behind the table";
 
-    // Saved and loaded again: the same blocks, the same table.
+    // Saved and loaded again: the same blocks, the same table. A table whose entries at one
+    // offset differ in size does not load back, so the sharing node takes its owner's size.
     std::memcpy(r.GetTagData(0), "abcdefghijklm", 13);
     std::memcpy(r.GetTagData(2), "uvwxyz!", 7);
     r.MutableHeader().magic = icMagicNumber;
+    Bytes uneven = r.SaveToMemory();
+    TestReader refused;
+    EXPECT_EQ(0, refused.OpenBytes(uneven));
+    EXPECT_EQ(901, refused.m_nError);
+    r.m_Tags[1]->size = 13;
+    r.UpdateTagTableAndHeader();
     Bytes saved = r.SaveToMemory();
     EXPECT_EQ(r.Header().size, saved.size());
     TestReader back;
