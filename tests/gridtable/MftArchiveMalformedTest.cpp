@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "AllocProbe.h"
 #include "base/Archive.h"
 #include "gridtable/Mft.h"
 #include "gridtable/Mft3.h"
 #include "gridtable/Mft4.h"
 #include "gridtable/TabMft.h"
+#include "support/AllocProbe.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "AllocProbe.h"
 #include "IccTestUtil.h"
 #include "gridtable/TabMft.h"
 #include "icc/IccProfileUse.h"
+#include "support/AllocProbe.h"
 
 using namespace icctest;
 
