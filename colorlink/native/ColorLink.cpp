@@ -276,6 +276,12 @@ std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
             TagList.nError = LinkErrNoTable;
             return nullptr;
         }
+        // AddProfile takes only tables that fit their step; a tag put into the list by other
+        // means is held to the same rule before anything is sampled.
+        if (!TagList.At(i).FitsItsSpaces()) {
+            TagList.nError = LinkErrFormat;
+            return nullptr;
+        }
     }
     CColorTag& first = TagList.GetHead();
     // A device link that already ends in the link's last space does the whole job alone.
@@ -550,8 +556,11 @@ void CColorLink::TrnPixels8(const unsigned char* src, unsigned char* dst, unsign
 void CColorLink::TrnBgrPixels8(const unsigned char* src, unsigned char*, unsigned count) {
     // Only the ICM back-end gives this operation an effect. Here the table is evaluated on the
     // reversed bytes (scaled by 256, not 257) and the result is dropped; the destination is
-    // never written. Meant for a built link of three inputs.
-    unsigned short in[3];
+    // never written. Meant for a built link of three inputs. A link without a table (the
+    // copying link, or one whose build failed) has nothing to evaluate.
+    if (!pFunc16) return;
+    // Inputs beyond the three bytes of a pixel read as 0, for a table of more inputs.
+    unsigned short in[kMaxPixelChannels] = {};
     unsigned short out[kMaxPixelChannels];
     for (unsigned k = 0; k < count; ++k, src += 3) {
         in[0] = uint16_t(src[2] << 8);

@@ -92,18 +92,29 @@ SStepTag FindStepTag(CIccProfileUse& profile, int kind, int intent) {
     return step;
 }
 
+// Whether a table fits a step: a candidate that doesn't is treated as if the profile didn't
+// hold it, so that the step's next way (8-bit table, matrix/TRC model, or no table at all)
+// is tried instead. With `check` false any table is taken.
+template <class F> bool Usable(const F& f, const SStepTag& step, bool check) {
+    return !check || CColorTag::FitsSpaces(f, step.inSpace, step.outSpace);
+}
+
 // The function of a step: a 16-bit table, else an 8-bit one, else the matrix/TRC model in
-// either direction. False if the profile has none.
+// either direction. False if the profile has none. With `check`, a table whose channel counts
+// don't fit the step's spaces counts as none.
 bool MakeStepFunction(CIccProfileUse& profile, const SStepTag& step,
                       std::unique_ptr<CFunc_16TabBaseMft>& f16,
-                      std::unique_ptr<CFunc_8TabBaseMft>& f8) {
+                      std::unique_ptr<CFunc_8TabBaseMft>& f8, bool check) {
     const bool pcsIsXYZ = profile.Header().pcs == icSigXYZData;
     f16.reset(profile.CreateMft16Func(step.sig, pcsIsXYZ,
                                       static_cast<icColorSpaceSignature>(step.inSpace),
                                       static_cast<icColorSpaceSignature>(step.outSpace)));
-    if (f16) return true;
+    if (f16 && Usable(*f16, step, check)) return true;
+    f16.reset();
     f8.reset(profile.CreateMft8Func(step.sig));
-    if (f8) return true;
+    if (f8 && Usable(*f8, step, check)) return true;
+    f8.reset();
+    // The matrix/TRC models go from three channels to three, as RGB and XYZ have.
     if (step.inSpace == icSigRgbData && step.outSpace == icSigXYZData)
         f16.reset(profile.CreateFromMatrixTRC());
     else if (step.inSpace == icSigXYZData && step.outSpace == icSigRgbData)
@@ -128,7 +139,8 @@ std::unique_ptr<CFunc_16TabBaseMft> PreparedStepFunction(CIccProfileUse& profile
                                                          const SStepTag& step) {
     std::unique_ptr<CFunc_16TabBaseMft> f16;
     std::unique_ptr<CFunc_8TabBaseMft> f8;
-    if (!MakeStepFunction(profile, step, f16, f8)) return nullptr;
+    // The black point walks take any table: their vectors are as long as any table's side.
+    if (!MakeStepFunction(profile, step, f16, f8, false)) return nullptr;
     Widen8(f8, f16);
     if (f16) f16->InitMftTrn();
     return f16;
@@ -181,13 +193,26 @@ void CColorTag::TakeStep(CIccProfileUse& profile, int kind, enmRenderingIntent i
         if (step.inSpace == icSigLabData) pLabRelAbs = std::make_unique<CLabRelAbs>(MediaWhite);
         if (step.inSpace == icSigXYZData) pXYZRelAbs = std::make_unique<CXYZRelAbs>(MediaWhite);
     }
-    if (MakeStepFunction(profile, step, pFunc16, pFunc8)) {
+    // A table is used only between the channels of the step's spaces: read against other
+    // spaces it would run past the pixels or the neighbouring step's values.
+    if (MakeStepFunction(profile, step, pFunc16, pFunc8, true)) {
         InSpace = step.inSpace;
         OutSpace = step.outSpace;
     } else {
         nError = CMdlColorLink::LinkErrNoTable;
     }
     ComputeBlackPoint(profile);
+}
+
+unsigned CColorTag::ChannelsOf(unsigned space) {
+    // The gamut answer, as a step's output space, has one channel.
+    return GetChannelCountOfSignature(static_cast<icColorSpaceSignature>(space), true);
+}
+
+bool CColorTag::FitsItsSpaces() const {
+    if (pFunc16) return FitsSpaces(*pFunc16, InSpace, OutSpace);
+    if (pFunc8) return FitsSpaces(*pFunc8, InSpace, OutSpace);
+    return false;
 }
 
 void CColorTag::Widen() {

@@ -31,6 +31,19 @@ public:
     // The grid nodes of the step's table, 8-bit if not widened yet; 0 without a table.
     unsigned clutEntries() const;
 
+    // Channels of a colour space as a step's side: those of the space, 1 for the gamut
+    // answer, 0 for a space whose count is not known.
+    static unsigned ChannelsOf(unsigned space);
+    // Whether a function goes from exactly the channels of `inSpace` to those of `outSpace`.
+    // A space of unknown count fits nothing: neither the caller's pixels nor a neighbouring
+    // step could be checked against it.
+    template <class F> static bool FitsSpaces(const F& f, unsigned inSpace, unsigned outSpace) {
+        const unsigned in = ChannelsOf(inSpace), out = ChannelsOf(outSpace);
+        return in != 0 && out != 0 && f.inputChan() == in && f.outputChan() == out;
+    }
+    // Whether the step's table fits its InSpace and OutSpace; false without a table.
+    bool FitsItsSpaces() const;
+
     std::unique_ptr<CFunc_16> pLabRelAbs; // absolute step with Lab input, else null
     std::unique_ptr<CFunc_16> pXYZRelAbs; // absolute step with XYZ input, else null
     std::unique_ptr<CFunc_16> pReserved1; // never set
