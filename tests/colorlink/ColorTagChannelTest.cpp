@@ -11,6 +11,7 @@
 #include "LinkTestUtil.h"
 #include "colorfunc/Func16GrayToXYZ.h"
 #include "colorlink/LinkSignatures.h"
+#include "icc/IccTestUtil.h"
 
 using namespace linktest;
 
@@ -283,7 +284,7 @@ TEST_F(TagChannelTest, RgbProfileFallsBackToItsMatrixWhenItsA2BDoesNotFit) {
     for (auto sig : {icSigRedTRCTag, icSigGreenTRCTag, icSigBlueTRCTag})
         gen.AddCurveTag(sig, 144179, 64);
     const TableSpec wrong = CmykToLab(icSigAToB0Tag, 2);
-    SpecTab tab(wrong);
+    const kvrtest::FuncTab tab = SpecTab(wrong);
     gen.AddLut16Tag(icSigAToB0Tag, tab);
     const std::wstring path = (dir / "matrix.icc").wstring();
     ASSERT_NE(gen.OnSaveDocument(path.c_str()), 0);
