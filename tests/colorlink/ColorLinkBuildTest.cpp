@@ -21,18 +21,6 @@ using namespace linktest;
 
 namespace {
 
-constexpr int kDevToPcs = CMdlColorLink::ProfStepDevToPcs;
-constexpr int kPcsToDev = CMdlColorLink::ProfStepPcsToDev;
-constexpr int kGamut = CMdlColorLink::ProfStepGamut;
-constexpr int kAbstract = CMdlColorLink::ProfStepAbstract;
-
-constexpr unsigned kFmtRgb = CMdlColorLink::LinkFmtRgb;
-constexpr unsigned kFmtCmyk = CMdlColorLink::LinkFmtCmyk;
-constexpr unsigned kFmtGamut = CMdlColorLink::LinkFmtGamut;
-constexpr unsigned kFmtNColor = CMdlColorLink::LinkFmtNColor;
-constexpr unsigned kFmtLab = CMdlColorLink::LinkFmtLab;
-constexpr unsigned kFmtGray = CMdlColorLink::LinkFmtGray;
-
 constexpr uint16_t kWhiteRgb[3] = {65535, 65535, 65535};
 
 // The grid sizes the tests below fix (three and four inputs).

@@ -17,12 +17,6 @@ using namespace linktest;
 
 namespace {
 
-constexpr int kDevToPcs = CMdlColorLink::ProfStepDevToPcs;
-constexpr int kPcsToDev = CMdlColorLink::ProfStepPcsToDev;
-constexpr int kPreview = CMdlColorLink::ProfStepPreview;
-constexpr int kGamut = CMdlColorLink::ProfStepGamut;
-constexpr int kAbstract = CMdlColorLink::ProfStepAbstract;
-
 // Black-preserving intents stand for these plain ones.
 constexpr std::array<int, 14> kReduced = {0, 1, 2, 3, 4, 5, 1, 2, 3, 5, 1, 2, 3, 5};
 

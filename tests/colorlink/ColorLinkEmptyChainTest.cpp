@@ -11,16 +11,9 @@
 
 using namespace linktest;
 
-namespace {
-
-constexpr unsigned kNColor = CMdlColorLink::LinkFmtNColor;
-constexpr unsigned kGamut = CMdlColorLink::LinkFmtGamut;
-
-} // namespace
-
 TEST(NativeLinkEmptyChain, BgrPixelsOnTheCopyingLinkLeaveTheDestination) {
     CColorLink link(nullptr);
-    ASSERT_EQ(link.CreateLink(kNColor, 3, kNColor, 3), 1);
+    ASSERT_EQ(link.CreateLink(kFmtNColor, 3, kFmtNColor, 3), 1);
     ASSERT_EQ(link.Table16(), nullptr);
     const std::array<uint8_t, 9> src = {1, 2, 3, 4, 5, 6, 7, 8, 9};
     std::array<uint8_t, 9> dst;
@@ -31,7 +24,7 @@ TEST(NativeLinkEmptyChain, BgrPixelsOnTheCopyingLinkLeaveTheDestination) {
 
 TEST(NativeLinkEmptyChain, BgrPixelsOnALinkWhoseBuildFailedLeaveTheDestination) {
     CColorLink link(nullptr);
-    ASSERT_EQ(link.CreateLink(kNColor, 3, kNColor, 4), 0);
+    ASSERT_EQ(link.CreateLink(kFmtNColor, 3, kFmtNColor, 4), 0);
     const std::array<uint8_t, 6> src = {1, 2, 3, 4, 5, 6};
     std::array<uint8_t, 8> dst;
     dst.fill(0xC3);
@@ -42,7 +35,7 @@ TEST(NativeLinkEmptyChain, BgrPixelsOnALinkWhoseBuildFailedLeaveTheDestination) 
 TEST(NativeLinkEmptyChain, CopyingLinkStillCopiesInBothWidths) {
     for (unsigned n : {1u, 3u, 4u, 6u}) {
         CColorLink link(nullptr);
-        const unsigned fmt = n == 1 ? kGamut : kNColor;
+        const unsigned fmt = n == 1 ? kFmtGamut : kFmtNColor;
         ASSERT_EQ(link.CreateLink(fmt, n, fmt, n), 1) << n;
         std::vector<uint16_t> src16(n * 5), dst16(n * 5, 0xA5A5);
         std::vector<uint8_t> src8(n * 5), dst8(n * 5, 0xA5), bgr(n * 5, 0x5A);

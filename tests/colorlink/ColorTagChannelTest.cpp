@@ -17,16 +17,6 @@ using namespace linktest;
 
 namespace {
 
-constexpr int kDevToPcs = CMdlColorLink::ProfStepDevToPcs;
-constexpr int kPcsToDev = CMdlColorLink::ProfStepPcsToDev;
-constexpr int kPreview = CMdlColorLink::ProfStepPreview;
-constexpr int kGamut = CMdlColorLink::ProfStepGamut;
-constexpr int kAbstract = CMdlColorLink::ProfStepAbstract;
-
-constexpr unsigned kFmtRgb = CMdlColorLink::LinkFmtRgb;
-constexpr unsigned kFmtCmyk = CMdlColorLink::LinkFmtCmyk;
-constexpr unsigned kFmtLab = CMdlColorLink::LinkFmtLab;
-
 const char* const kGhostscriptCmyk = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
 const char* const kGhostscriptPsCmyk = "/usr/share/color/icc/ghostscript/ps_cmyk.icc";
 

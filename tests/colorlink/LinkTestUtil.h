@@ -29,6 +29,19 @@
 
 namespace linktest {
 
+// Short names of the link's step kinds and pixel formats, as the tests of links write them.
+constexpr int kDevToPcs = CMdlColorLink::ProfStepDevToPcs;
+constexpr int kPcsToDev = CMdlColorLink::ProfStepPcsToDev;
+constexpr int kPreview = CMdlColorLink::ProfStepPreview;
+constexpr int kGamut = CMdlColorLink::ProfStepGamut;
+constexpr int kAbstract = CMdlColorLink::ProfStepAbstract;
+constexpr unsigned kFmtRgb = CMdlColorLink::LinkFmtRgb;
+constexpr unsigned kFmtCmyk = CMdlColorLink::LinkFmtCmyk;
+constexpr unsigned kFmtGamut = CMdlColorLink::LinkFmtGamut;
+constexpr unsigned kFmtNColor = CMdlColorLink::LinkFmtNColor;
+constexpr unsigned kFmtLab = CMdlColorLink::LinkFmtLab;
+constexpr unsigned kFmtGray = CMdlColorLink::LinkFmtGray;
+
 using kvrtest::TempDir;
 
 // Sets the configured grid sizes of the native link for one test and restores them after.
