@@ -5,12 +5,13 @@ set -euo pipefail
 pkgs=(
   build-essential cmake pkg-config clang-format
   liblcms2-dev zlib1g-dev libssl-dev libpugixml-dev libtiff-dev libpng-dev libcli11-dev
+  libqpdf-dev libzip-dev libjpeg-dev libhwy-dev libcpp-httplib-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libtiff-tools time
 )
 if [ "${1:-}" = "--test-data" ]; then
   # Real ICC profiles and independent tools used by the tests.
-  pkgs+=(icc-profiles-free colord-data ghostscript argyll liblcms2-utils libtiff-tools)
+  pkgs+=(icc-profiles-free colord-data ghostscript argyll liblcms2-utils libtiff-tools qpdf)
 fi
 if [ "${1:-}" = "--fuzz" ] || [ "${2:-}" = "--fuzz" ]; then
   # clang with libFuzzer and its sanitizer runtimes, for scripts/fuzz.sh.

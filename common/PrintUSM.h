@@ -1,0 +1,17 @@
+// The user settings of the print system, as the colour code reads and writes them by entry.
+#pragma once
+
+#include <string>
+
+#include "base/Settings.h"
+
+class CPrintUSM : public CUserSettingsMgr {
+public:
+    // The default settings file ($KVR_INI, then the user's configuration folder).
+    CPrintUSM() = default;
+    // The settings of the given file; tests and tools run on a file of their own.
+    explicit CPrintUSM(std::wstring iniPath) : CUserSettingsMgr(std::move(iniPath)) {}
+
+    // The settings of this process, in the default settings file. Lives until the process ends.
+    static CPrintUSM* GetInstance();
+};
