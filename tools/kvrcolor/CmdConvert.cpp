@@ -9,16 +9,19 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "Chain.h"
 #include "CliError.h"
 #include "Commands.h"
 #include "ParallelTrn.h"
 #include "Progress.h"
-#include "TempOutput.h"
+#include "SafeOutput.h"
 #include "image/ImageReader.h"
 #include "image/SampleCodec.h"
 #include "image/TiffWriter.h"
@@ -104,9 +107,32 @@ Compression ParseCompression(const std::string& text) {
     return Compression::None;
 }
 
+// Every file the conversion reads: the output may be none of them.
+std::vector<std::string> InputsOf(const ConvertOptions& o) {
+    std::vector<std::string> inputs{o.in, o.chain.from, o.chain.to};
+    for (const std::string& step : o.chain.steps) inputs.push_back(step.substr(0, step.find(':')));
+    return inputs;
+}
+
+// The tool writes TIFF only: a name that promises another format is refused rather than given
+// a TIFF under that name. No extension, or any other, is the user's choice.
+void CheckOutputFormat(const std::string& out) {
+    const size_t dot = out.rfind('.');
+    if (dot == std::string::npos || out.find('/', dot) != std::string::npos) return;
+    std::string ext = out.substr(dot + 1);
+    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
+    for (const char* other : {"png", "jpg", "jpeg", "jpe", "jp2", "jpx", "j2k", "gif", "bmp",
+                              "webp", "psd", "pdf", "exr", "heic", "avif", "jxl", "ppm", "pgm"})
+        if (ext == other)
+            throw CliError(kExitUsage, out + ": convert writes TIFF only; name the output .tif");
+}
+
 int RunConvert(const ConvertOptions& o) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
+    // The output is checked before any work, so that a refusal costs nothing.
+    CheckOutputFormat(o.out);
+    SafeOutput::CheckTarget(o.out, InputsOf(o));
     auto reader = OpenImage(o.in);
     const ImageInfo& info = reader->Info();
 
@@ -128,8 +154,9 @@ int RunConvert(const ConvertOptions& o) {
     spec.compression = ParseCompression(o.compress);
 
     {
-        TempOutput output(o.out);
-        TiffWriter writer(output.tempPath(), spec, o.out);
+        SafeOutput output(o.out, InputsOf(o));
+        TiffWriter writer(output.fd(), spec, o.out);
+        output.ReleaseFd();
         Progress progress(info.height, !o.quiet);
         ParallelTrn pool(o.threads);
         if (info.bits == 8)
@@ -143,11 +170,13 @@ int RunConvert(const ConvertOptions& o) {
     if (!o.quiet) {
         const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
         const double mpixel = double(info.width) * info.height / 1e6;
-        std::printf("%s: %ux%u %s %u-bit -> %s, %.1f MPixel in %.2f s, %.1f MPixel/s "
-                    "(link %.2f s)\n",
-                    o.out.c_str(), info.width, info.height, SpaceName(info.space).c_str(),
-                    info.bits, SpaceName(chain.out).c_str(), mpixel, seconds,
-                    seconds > 0 ? mpixel / seconds : 0.0, linkSeconds);
+        // With the image on standard output the summary goes to the error stream.
+        std::fprintf(o.out == "-" ? stderr : stdout,
+                     "%s: %ux%u %s %u-bit -> %s, %.1f MPixel in %.2f s, %.1f MPixel/s "
+                     "(link %.2f s)\n",
+                     o.out.c_str(), info.width, info.height, SpaceName(info.space).c_str(),
+                     info.bits, SpaceName(chain.out).c_str(), mpixel, seconds,
+                     seconds > 0 ? mpixel / seconds : 0.0, linkSeconds);
     }
     return kExitOk;
 }
@@ -158,7 +187,11 @@ Command RegisterConvert(CLI::App& parent) {
     CLI::App* cmd = parent.add_subcommand(
         "convert", "Convert a TIFF or PNG image through a profile chain into a TIFF");
     cmd->add_option("IN", o->in, "Input image: TIFF or PNG")->required();
-    cmd->add_option("OUT", o->out, "Output TIFF (written whole or not at all)")->required();
+    cmd->add_option("OUT", o->out,
+                    "Output TIFF, written whole or not at all; \"-\" for standard output. An "
+                    "existing file is replaced only if it is a regular, writable file other than "
+                    "the input; a symbolic link keeps pointing to the new file")
+        ->required();
     AddChainOptions(*cmd, o->chain);
     // More threads than cores are taken as the cores: they could only take turns, and the
     // output is the same for every count.

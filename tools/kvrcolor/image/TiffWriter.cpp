@@ -1,6 +1,7 @@
 #include "TiffWriter.h"
 
 #include <tiffio.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -50,6 +51,26 @@ TiffWriter::TiffWriter(const std::string& path, const OutputSpec& spec,
     const double bytes = double(spec.rowBytes()) * spec.height;
     m->tif = TIFFOpen(path.c_str(), bytes > 3.9e9 ? "w8" : "w");
     if (!m->tif) throw m->Failed("cannot create the file");
+    Start();
+}
+
+TiffWriter::TiffWriter(int fd, const OutputSpec& spec, const std::string& shownName)
+    : m(std::make_unique<Impl>()) {
+    InstallTiffHandlers();
+    ClearTiffError();
+    m->spec = spec;
+    m->shown = shownName;
+    const double bytes = double(spec.rowBytes()) * spec.height;
+    m->tif = TIFFFdOpen(fd, shownName.c_str(), bytes > 3.9e9 ? "w8" : "w");
+    if (!m->tif) {
+        ::close(fd);
+        throw m->Failed("cannot create the file");
+    }
+    Start();
+}
+
+void TiffWriter::Start() {
+    const OutputSpec& spec = m->spec;
     TIFF* tif = m->tif;
     const uint16_t spp = uint16_t(spec.space.channels + spec.extras);
     bool ok = TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, spec.width) &&

@@ -34,6 +34,8 @@ class TiffWriter {
 public:
     // Creates `path`; `shownName` is the name used in messages (the final output name).
     TiffWriter(const std::string& path, const OutputSpec& spec, const std::string& shownName);
+    // Writes into the open file `fd`, which the writer takes over and closes.
+    TiffWriter(int fd, const OutputSpec& spec, const std::string& shownName);
     ~TiffWriter();
     TiffWriter(const TiffWriter&) = delete;
     TiffWriter& operator=(const TiffWriter&) = delete;
@@ -44,6 +46,7 @@ public:
     void Finish();
 
 private:
+    void Start(); // the fields of the directory
     struct Impl;
     std::unique_ptr<Impl> m;
 };
