@@ -182,3 +182,39 @@ TEST_F(SafeOutputTest, DashWritesTheImageToStandardOutput) {
 }
 
 } // namespace
+
+namespace {
+
+class SafeLinkOutputTest : public SafeOutputTest {
+protected:
+    std::vector<std::string> Link(const std::string& out) const {
+        return {"link", out, "--from", s_p.rgb, "--to", s_p.cmyk};
+    }
+};
+
+TEST_F(SafeLinkOutputTest, DeviceLinkToADeviceIsRefused) {
+    ExpectRefused(RunCli(Link("/dev/full")), "/dev/full", "not a regular file");
+    EXPECT_TRUE(S_ISCHR(ModeOf("/dev/full")));
+}
+
+TEST_F(SafeLinkOutputTest, DeviceLinkOverAProfileOfItsChainIsRefused) {
+    const auto before = ReadBytes(s_p.rgb);
+    ExpectRefused(RunCli(Link(s_p.rgb)), s_p.rgb, "same file as the input");
+    EXPECT_EQ(ReadBytes(s_p.rgb), before);
+}
+
+TEST_F(SafeLinkOutputTest, DeviceLinkReplacesALinkedFileKeepingLinkAndMode) {
+    const std::string target = work / "real.icc", link = work / "link.icc";
+    WriteBytes(target, {'o', 'l', 'd'});
+    ASSERT_EQ(::chmod(target.c_str(), 0604), 0);
+    ASSERT_EQ(::symlink(target.c_str(), link.c_str()), 0);
+    const RunResult r = RunCli(Link(link));
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(S_ISLNK(ModeOf(link)));
+    EXPECT_EQ(ModeOf(target) & 07777, 0604u);
+    const auto bytes = ReadBytes(target);
+    ASSERT_GT(bytes.size(), 128u);
+    EXPECT_EQ(std::string(bytes.begin() + 36, bytes.begin() + 40), "acsp");
+}
+
+} // namespace

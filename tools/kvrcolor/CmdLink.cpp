@@ -1,11 +1,16 @@
 // kvrcolor link OUT.icc: a chain built by the native engine, saved as a device-link profile.
 // The device link is the native link's grid table; a link of another back-end has none to save.
 #include <CLI/CLI.hpp>
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
 
 #include "Chain.h"
 #include "CliError.h"
 #include "Commands.h"
 #include "Profiles.h"
+#include "SafeOutput.h"
 #include "base/WideString.h"
 #include "colorlink/native/ColorLink.h"
 #include "icc/IccDeviceLinkWriter.h"
@@ -35,6 +40,12 @@ unsigned HeaderIntent(enmRenderingIntent intent) {
 }
 
 int RunLink(const LinkOptions& o) {
+    if (o.out == "-") throw CliError(kExitUsage, "link writes a file; name it");
+    std::vector<std::string> inputs{o.chain.from, o.chain.to};
+    for (const std::string& step : o.chain.steps) inputs.push_back(step.substr(0, step.find(':')));
+    // The library saves through a temporary and a rename of its own; the tool checks the target
+    // first, writes the file a link points to, and gives the new file the old one's mode.
+    const SafeOutput::Target target = SafeOutput::CheckTarget(o.out, inputs);
     const PixelSpace in =
         o.inFormat.empty() ? ImpliedInputSpace(o.chain) : ParseInFormat(o.inFormat);
     const ResolvedChain chain = ResolveChain(o.chain, in, "the input");
@@ -54,10 +65,11 @@ int RunLink(const LinkOptions& o) {
     const std::string description = "kvrcolor link " + SpaceName(chain.in) + " to " +
                                     SpaceName(chain.out) + ": " + DescribeChain(chain) + ", " +
                                     IntentName(intent);
-    switch (WriteIccDeviceLink(&Settings(), Utf8ToWide(o.out).c_str(), *table,
+    switch (WriteIccDeviceLink(&Settings(), Utf8ToWide(target.path).c_str(), *table,
                                SignatureOfSpace(chain.in), SignatureOfSpace(chain.out),
                                HeaderIntent(intent), description.c_str())) {
     case EDeviceLinkResult::Ok:
+        ::chmod(target.path.c_str(), target.mode); // best effort: the file is complete anyway
         return kExitOk;
     case EDeviceLinkResult::UnsupportedTable:
         throw CliError(kExitLink, "the link's table is of a kind that lut16 cannot hold");

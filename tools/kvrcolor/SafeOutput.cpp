@@ -96,8 +96,11 @@ Resolved Check(const std::string& target, const std::vector<std::string>& inputs
 }
 } // namespace
 
-void SafeOutput::CheckTarget(const std::string& target, const std::vector<std::string>& inputs) {
-    if (target != "-") Check(target, inputs);
+SafeOutput::Target SafeOutput::CheckTarget(const std::string& target,
+                                           const std::vector<std::string>& inputs) {
+    if (target == "-") return {target, 0};
+    const Resolved r = Check(target, inputs);
+    return {r.final, r.mode};
 }
 
 SafeOutput::SafeOutput(std::string target, const std::vector<std::string>& inputs)

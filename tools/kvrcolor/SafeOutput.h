@@ -42,8 +42,13 @@ public:
     // failure, removing the temporary and leaving the target as it was.
     void Commit();
 
-    // The checks alone, for commands that write through another route (throws as above).
-    static void CheckTarget(const std::string& target, const std::vector<std::string>& inputs);
+    // The checks alone, for commands whose file is written by the library (throws as above).
+    // Answers the path to write (the file a link points to) and the mode to give the new file.
+    struct Target {
+        std::string path;
+        unsigned mode;
+    };
+    static Target CheckTarget(const std::string& target, const std::vector<std::string>& inputs);
 
 private:
     std::string m_target; // as given
