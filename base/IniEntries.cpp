@@ -31,6 +31,8 @@ const _INIENTRY IniCpSelectCMM = {IniSectionColorProfiles, L"SelectCMM", L"0"}; 
 const _INIENTRY IniCpOutputRi = {IniSectionColorProfiles, L"OutputRi", L"1"};
 const _INIENTRY IniCpDefaultRiRgb = {IniSectionColorProfiles, L"DefaultRiRgb", L"1"};
 const _INIENTRY IniCpDefaultRiCmyk = {IniSectionColorProfiles, L"DefaultRiCmyk", L"2"};
+// The folder configured at build time; CIniFile answers DefaultProfileBase() in its place, which
+// also finds a moved installation.
 const _INIENTRY IniCpBasePath = {IniSectionColorProfiles, L"BasePath", KVR_PROFILE_BASE_W};
 const _INIENTRY IniCpInputRgb = {IniSectionColorProfiles, L"InputRgb", L"sRGB.icc"};
 // No CMYK profile is free to ship, so none is named: the site configures its own.

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/InstallLayout.h"
 #include "base/WideString.h"
 
 namespace {
@@ -194,6 +195,10 @@ int CIniFile::GetInt(const wchar_t* section, const wchar_t* key, int def) const 
 }
 
 std::wstring CIniFile::GetString(const _INIENTRY& entry) const {
+    // The profile folder's default depends on where the library is installed, so it is found at
+    // run time rather than written into the entry.
+    if (&entry == &IniCpBasePath)
+        return GetString(entry.section, entry.key, DefaultProfileBase().c_str());
     return GetString(entry.section, entry.key, entry.def);
 }
 
