@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "CliError.h"
+#include "NativeLimits.h"
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
@@ -189,6 +190,19 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
         source = embedded.empty() ? DefaultSource(input, inputName)
                                   : EmbeddedSource(chain, embedded, inputName);
 
+    // A device link converts from its first space to its second alone.
+    if (!source.empty() && ReadProfileFacts(source).deviceClass == icSigLinkClass) {
+        if (!options.to.empty())
+            throw CliError(kExitUsage,
+                           source + ": a device link converts on its own; give no --to");
+        const ProfileFacts link = ReadProfileFacts(source);
+        if (!chain.embedded)
+            CheckFirstStep(link, CMdlColorLink::ProfStepDevToPcs, input, inputName);
+        chain.steps.push_back({source, CMdlColorLink::ProfStepDevToPcs, intent});
+        chain.out = StepOutput(link, CMdlColorLink::ProfStepDevToPcs);
+        return chain; // no profile describes the output; none is embedded
+    }
+
     std::string destination = options.to;
     if (destination.empty()) {
         destination = DefaultProfileIn("Printer");
@@ -197,6 +211,11 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
                                              "/Printer); give --to");
     }
     const ProfileFacts dst = ReadProfileFacts(destination);
+    if (dst.deviceClass == icSigLinkClass || dst.deviceClass == icSigAbstractClass ||
+        dst.deviceClass == icSigNamedColorClass)
+        throw CliError(kExitProfile,
+                       destination + ": " +
+                           WhyNoTable(destination, CMdlColorLink::ProfStepPcsToDev, intent));
 
     if (source.empty()) {
         CheckFirstStep(dst, CMdlColorLink::ProfStepPcsToDev, input, inputName);
@@ -223,6 +242,12 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
 }
 
 std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain) {
+    // The native engine (any engine setting but 2 and 4) refuses, through the tool, what it would
+    // not do as the profiles mean.
+    const int engine = Settings().GetInt(IniCpCMS);
+    if (engine != 2 && engine != 4)
+        if (const std::string why = NativeLimit(chain); !why.empty())
+            throw CliError(kExitLink, why);
     std::unique_ptr<CMdlColorLink> link(CreateMdlColorLink(&Settings()));
     if (!link) throw CliError(kExitInternal, "the library made no link");
     for (const auto& step : chain.steps) {
@@ -230,8 +255,13 @@ std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain) {
             chain.embedded && step.path == chain.embedded->path() ? "embedded profile" : step.path;
         if (!link->AddProfile(Utf8ToWide(step.path).c_str(), step.kind, step.intent)) {
             const unsigned e = link->GetLinkError();
+            // For a missing table the tool looks for what is actually the matter.
+            std::string meaning = ErrorMeaning(e);
+            if (e == CMdlColorLink::LinkErrNoTable)
+                if (std::string why = WhyNoTable(step.path, step.kind, step.intent); !why.empty())
+                    meaning = why;
             throw CliError(kExitLink, shown + ": link failed: error " + std::to_string(e) + " (" +
-                                          ErrorMeaning(e) + ", step " + StepKindName(step.kind) +
+                                          meaning + ", step " + StepKindName(step.kind) +
                                           ", intent " + IntentName(step.intent) + ")");
         }
     }
