@@ -5,8 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
-#include <cwchar>
 #include <map>
 #include <set>
 #include <sstream>
