@@ -3,6 +3,7 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "colorlink/MdlColorLink.h"
+#include "colorlink/icm/WinColorLink.h"
 #include "colorlink/native/ColorLink.h"
 
 CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
@@ -10,9 +11,10 @@ CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
     const int cms = settings ? settings->GetInt(IniCpCMS) : 1;
     switch (cms) {
     case 2: // Windows ICM, with the engine of IniCpSelectCMM
+        return new CWinColorLink(settings, uint32_t(settings->GetInt(IniCpSelectCMM)));
     case 4: // lcms2
-        // Temporary limit: the ICM and lcms back-ends are not in this build yet; both values
-        // give the native back-end until they are.
+        // Temporary limit: the lcms back-end is not in this build yet; this value gives the
+        // native back-end until it is.
         return new CColorLink(settings);
     default: // 3 and every other value: the native back-end, the default
         return new CColorLink(settings);
