@@ -168,6 +168,16 @@ TEST_F(ExtractPdf, RewrittenByQpdfTheProfilesStayTheSame) {
     }
 }
 
+// The stored bytes of an encrypted document are not the profile: qpdf decrypts and decodes.
+TEST_F(ExtractPdf, EncryptedDocumentIsDecodedByQpdf) {
+    const fs::path pdf = m_dir / "encrypted.pdf";
+    ASSERT_EQ(Shell("qpdf --encrypt '' owner 256 -- " + Q(m_images) + " " + Q(pdf)), 0);
+    EXPECT_EQ(ExtractAll(pdf, m_dir / "encrypted", 4), m_expected);
+    const RunResult list = RunCli({"extract", "--list", pdf.string()});
+    EXPECT_EQ(list.code, 0) << list.err;
+    EXPECT_NE(list.out.find("decoded by qpdf (encrypted document)"), std::string::npos) << list.out;
+}
+
 TEST_F(ExtractPdf, OneProfileByIndexToAFile) {
     const fs::path out = m_dir / "third.icc";
     const RunResult r = RunCli({"extract", m_images.string(), "--index", "3", out.string()});
