@@ -4,7 +4,7 @@
 # and every finding with the top of its stack.
 #
 # Usage: scripts/fuzz.sh TARGET MINUTES
-#   TARGET: profile_read, profile_use, archive, link or settings
+#   TARGET: profile_read, profile_use, archive, link, settings or pdf_profile
 # One worker process; the run goes on past crashes, timeouts and running out of memory, so one
 # run may find several faults. Findings are written to build-fuzz/work/TARGET/artifacts/; keep
 # each one as fuzz/corpus-open/TARGET/crash-<what> with a line in fuzz/README.md.
@@ -17,7 +17,7 @@ fi
 target=$1
 minutes=$2
 case "$target" in
-  profile_read | profile_use | archive | link | settings) ;;
+  profile_read | profile_use | archive | link | settings | pdf_profile) ;;
   *) echo "unknown target '$target'" >&2; exit 2 ;;
 esac
 clangxx=$(command -v clang++-14 || command -v clang++ || true)

@@ -16,6 +16,7 @@ struct Command {
 
 Command RegisterConvert(CLI::App& parent);
 Command RegisterDump(CLI::App& parent);
+Command RegisterExtract(CLI::App& parent);
 Command RegisterInfo(CLI::App& parent);
 Command RegisterLookup(CLI::App& parent);
 Command RegisterLink(CLI::App& parent);

@@ -71,10 +71,23 @@ std::string NarrowText(const char* text, size_t max) {
     return WideToUtf8(CodePageToWide(raw));
 }
 
+std::string Line(const char* label, const std::string& value) {
+    char head[32];
+    std::snprintf(head, sizeof head, "%-18s", label);
+    return head + value + "\n";
+}
+
+std::string Format(const char* format, double a, double b, double c) {
+    char text[96];
+    std::snprintf(text, sizeof text, format, a, b, c);
+    return text;
+}
+} // namespace
+
 // The description: the ASCII part of a v2 'desc', or the first entry of a v4 'mluc'. The
 // reader converts only the type head and the length word of 'desc' to host order and leaves
 // 'mluc' as stored (big-endian).
-std::string Description(CIccProfileRead& profile) {
+std::string ProfileDescription(CIccProfileRead& profile) {
     icTag tag{};
     uint32_t blockSize = 0;
     const uint32_t* block = profile.FindTagData(icSigProfileDescriptionTag, &tag, &blockSize);
@@ -106,19 +119,6 @@ std::string Description(CIccProfileRead& profile) {
     return "(description of type " + SigText(block[0]) + ")";
 }
 
-std::string Line(const char* label, const std::string& value) {
-    char head[32];
-    std::snprintf(head, sizeof head, "%-18s", label);
-    return head + value + "\n";
-}
-
-std::string Format(const char* format, double a, double b, double c) {
-    char text[96];
-    std::snprintf(text, sizeof text, format, a, b, c);
-    return text;
-}
-} // namespace
-
 std::wstring ProfileDumpText(const std::string& path) {
     auto profile = Load(path);
     std::wstring text = DumpHeader(*profile);
@@ -145,7 +145,7 @@ std::string ProfileInfoText(const std::string& path) {
     std::snprintf(date, sizeof date, "%04u-%02u-%02u %02u:%02u:%02u", h.date.year, h.date.month,
                   h.date.day, h.date.hours, h.date.minutes, h.date.seconds);
     text += Line("Created:", date);
-    text += Line("Description:", Description(*profile));
+    text += Line("Description:", ProfileDescription(*profile));
     text += Line("MD5:", WideToUtf8(profile->GetProfileMD5String()));
     icTag wtpt{};
     uint32_t wtptSize = 0;
