@@ -629,6 +629,32 @@ TEST_F(NamedColorsFromLcmsTest, OneToFifteenDeviceChannels) {
     }
 }
 
+TEST_F(NamedColorsProfileTest, GeneratorProfilesOfOneToFifteenDeviceChannels) {
+    for (int n = 1; n <= kMaxNamedColorDeviceChannels; ++n) {
+        GenSpec s;
+        s.space = SpaceOfChannels(n);
+        s.channels = n;
+        s.prefix = L"G";
+        s.colours = {NumberedColour(1, n), NumberedColour(2, n)};
+        std::wstring path = WriteGenProfile(dir, "g" + std::to_string(n) + ".icc", s);
+        if (n % 2 == 0) { // the generator writes version 2; make every other one version 4.3
+            kvrtest::Bytes b = kvrtest::ReadBytes(WideToUtf8(path));
+            PutBe32(b, 8, 0x04300000u);
+            ASSERT_TRUE(kvrtest::WriteBytes(WideToUtf8(path), b));
+        }
+        CNamedColorsProfile dict;
+        ASSERT_EQ(dict.LoadFromProfile(path.c_str(), &usm), 1) << n;
+        EXPECT_EQ(dict.CountDevChannels(), n);
+        unsigned short* pixel = nullptr;
+        ASSERT_EQ(dict.LookupColorName(L"gcolour 2", pixel), 1) << n;
+        EXPECT_EQ(Values(pixel, n + 3), PixelOf(NumberedColour(2, n))) << n;
+        CNamedColorsArray array;
+        ASSERT_EQ(array.LoadFromProfile(path.c_str(), &usm), 1);
+        ASSERT_EQ(array.GetSize(), 2);
+        EXPECT_EQ(array[0].m_DevPixel, PixelOf(NumberedColour(1, n))) << n;
+    }
+}
+
 TEST_F(NamedColorsFromLcmsTest, NamesOfThirtyOneAndThirtyTwoBytes) {
     LcmsSpec s;
     const std::string n31(31, 'a'), n32 = std::string(31, 'b') + "Z";
