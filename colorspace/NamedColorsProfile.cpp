@@ -83,7 +83,8 @@ CNamedColorsProfile::CNamedColorsProfile(const CNamedColorsArray& array, int ren
 
 CNamedColorsProfile& CNamedColorsProfile::operator=(const CNamedColorsProfile& other) {
     if (&other == this) return *this;
-    // Media white, description and file name stay the target's, by design of this assignment.
+    // Media white, description and file name stay the target's: the assignment takes the
+    // colours and how they were made, not the identity of the file they came from.
     m_nPrimCols = other.m_nPrimCols;
     m_sBasePrinterProfileName = other.m_sBasePrinterProfileName;
     m_nRenderingIntent = other.m_nRenderingIntent;

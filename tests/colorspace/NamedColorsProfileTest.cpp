@@ -20,8 +20,9 @@ namespace {
 class NamedColorsProfileTest : public ::testing::Test {
 protected:
     // A dictionary loaded from a generated profile; fails the test when it does not load.
-    void Load(CNamedColorsProfile& dict, const GenSpec& spec, const std::string& file = "n.icc") {
-        ASSERT_EQ(dict.LoadFromProfile(WriteGenProfile(dir, file, spec).c_str(), &usm), 1);
+    void Load(CNamedColorsProfile& dict, const GenSpec& profile,
+              const std::string& file = "n.icc") {
+        ASSERT_EQ(dict.LoadFromProfile(WriteGenProfile(dir, file, profile).c_str(), &usm), 1);
     }
 
     static std::vector<uint16_t> Values(const unsigned short* pixel, int n) {
