@@ -20,3 +20,4 @@ Command RegisterExtract(CLI::App& parent);
 Command RegisterInfo(CLI::App& parent);
 Command RegisterLookup(CLI::App& parent);
 Command RegisterLink(CLI::App& parent);
+Command RegisterNamed(CLI::App& parent);

@@ -27,6 +27,7 @@ Examples:
   kvrcolor dump press.icc > press.txt
   kvrcolor extract --list document.pdf
   kvrcolor extract document.pdf --index 2 intent.icc
+  kvrcolor named spots.icc "PANTONE 185 C"
 
 Chains: without --step, the source profile (device to PCS) then the destination profile (PCS
 to device), both with --intent. The source is --from, else the profile embedded in the image,
@@ -70,7 +71,8 @@ int main(int argc, char** argv) {
     app.footer(Footer());
     app.set_version_flag("--version", "kvrcolor 0.1");
     const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
-                                RegisterInfo(app),    RegisterDump(app),   RegisterExtract(app)};
+                                RegisterInfo(app),    RegisterDump(app),   RegisterExtract(app),
+                                RegisterNamed(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
