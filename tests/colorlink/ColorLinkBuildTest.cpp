@@ -585,7 +585,7 @@ TEST_F(LinkBuildTest, SingleLabToCmykStepWithCompensationScalesItsBlackAheadOfTh
         }
     const auto prn = WriteProfile(dir, "cmyk.icc", prnSpec);
     auto link = LinkOf({{prn, kPcsToDev, 5}});
-    const uint16_t black = link->Tags().At(0).BlackPoint;
+    const uint16_t black = link->Tags().At(0).BlackPoint();
     ASSERT_GT(black, 0);
     ASSERT_EQ(link->CreateLink(kFmtLab, 3, kFmtCmyk, 4), 1);
     StepFunc f = LoadStep(prn, icSigBToA1Tag, kLab, kCmyk);
@@ -607,8 +607,8 @@ TEST_F(LinkBuildTest, CompensationStandsBetweenItsStepAndThePreviousOne) {
     for (int rgbIntent : {2, 5}) {
         for (int prnIntent : {2, 5}) {
             auto link = LinkOf({{rgb, kDevToPcs, rgbIntent}, {prn, kPcsToDev, prnIntent}});
-            const uint16_t black1 = link->Tags().At(0).BlackPoint;
-            const uint16_t black2 = link->Tags().At(1).BlackPoint;
+            const uint16_t black1 = link->Tags().At(0).BlackPoint();
+            const uint16_t black2 = link->Tags().At(1).BlackPoint();
             EXPECT_EQ(black1, 0); // the input profile has no way back from Lab
             ASSERT_GT(black2, 0);
             ASSERT_EQ(link->CreateLink(kFmtRgb, 3, kFmtCmyk, 4), 1);
@@ -631,9 +631,9 @@ TEST_F(LinkBuildTest, CompensationTakesThePreviousBlackWhenTheStepHasNone) {
     const auto src = WriteProfile(dir, "src.icc", CmykPrinter());
     const auto disp = WriteProfile(dir, "disp.icc", RgbDisplay());
     auto link = LinkOf({{src, kDevToPcs, 1}, {disp, kPcsToDev, 5}});
-    const uint16_t black1 = link->Tags().At(0).BlackPoint;
+    const uint16_t black1 = link->Tags().At(0).BlackPoint();
     ASSERT_GT(black1, 0);
-    ASSERT_EQ(link->Tags().At(1).BlackPoint, 0); // a display without the way back to Lab
+    ASSERT_EQ(link->Tags().At(1).BlackPoint(), 0); // a display without the way back to Lab
     ASSERT_EQ(link->CreateLink(kFmtCmyk, 4, kFmtRgb, 3), 1);
     StepFunc f1 = LoadStep(src, icSigAToB0Tag, kCmyk, kLab);
     StepFunc f2 = LoadStep(disp, icSigBToA0Tag, kLab, kRgb);
