@@ -102,7 +102,8 @@ TEST_F(ProfileCommandsTest, DumpOfAMissingOrBadFile) {
     r = RunCli({"dump", work / "bad.icc"});
     EXPECT_EQ(r.code, 4);
     EXPECT_EQ(r.err,
-              "kvrcolor: " + work.File("bad.icc") + ": not an ICC profile (or a damaged one)\n");
+              "kvrcolor: " + work.File("bad.icc") +
+                  ": not an ICC profile (no profile signature 'acsp' at byte 36)\n");
 }
 
 // The lines of `text` that start with `label`, the label removed and the value trimmed.

@@ -11,6 +11,7 @@
 #include <iterator>
 
 #include "CliError.h"
+#include "ProfileDiagnosis.h"
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
@@ -32,7 +33,9 @@ ProfileFacts ReadProfileFacts(const std::string& path) {
     if (!profile.Open(Utf8ToWide(path).c_str())) {
         if (profile.m_nError == kIccErrorAccessDenied)
             throw CliError(kExitProfile, path + ": access denied");
-        throw CliError(kExitProfile, path + ": not an ICC profile (or a damaged one)");
+        // The reader says only that it failed; the tool looks for what is the matter.
+        throw CliError(kExitProfile,
+                       path + ": " + DiagnosisText(ReadFileBytes(path, kExitProfile)));
     }
     const icHeader& h = profile.Header();
     return {path, h.deviceClass, h.colorSpace, h.pcs, h.version};
