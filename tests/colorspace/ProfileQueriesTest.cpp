@@ -186,3 +186,30 @@ TEST(ProfileQueries, InfoTextSwitchedOffChangesNothing) {
     EXPECT_EQ(L"", r.sText);
     EXPECT_FALSE(r.bRenderingChoiceOpen.has_value());
 }
+
+TEST(ProfileQueries, B2AWithNoOutputsOrMoreThanFifteenCountsZero) {
+    TempDir dir("kvr-q");
+    for (unsigned out : {0u, 16u, 17u, 40u}) {
+        // An mft2 record in host order: 3 inputs, 2 grid points, 2-entry curves, grid of 0.
+        std::vector<uint8_t> tag = TagHead(icSigLut16Type);
+        tag.resize(52, 0);
+        tag[8] = 3;
+        tag[9] = uint8_t(out);
+        tag[10] = 2;
+        for (int i = 0; i < 3; ++i) { // identity matrix
+            const int32_t one = 65536;
+            std::memcpy(tag.data() + 12 + 4 * (4 * i), &one, 4);
+        }
+        const uint16_t entries = 2;
+        std::memcpy(tag.data() + 48, &entries, 2);
+        std::memcpy(tag.data() + 50, &entries, 2);
+        tag.resize(52 + 3 * 2 * 2 + 8 * out * 2 + out * 2 * 2, 0);
+        Gen gen;
+        gen.Raw(icSigBToA0Tag, tag);
+        const std::wstring p = gen.Save(dir, "o" + std::to_string(out) + ".icc");
+        EXPECT_EQ(0, GetProfileInkLimit(nullptr, p.c_str())) << out;
+        CIccColorProfile rec;
+        ASSERT_EQ(1, rec.LoadIccFile(p.c_str(), nullptr)) << out;
+        EXPECT_EQ(icSigCmykData, rec.DeviceColorSpaceSignature()) << out;
+    }
+}
