@@ -41,8 +41,8 @@ std::vector<std::string> SplitTabs(const std::string& line) {
     size_t start = 0;
     while (true) {
         size_t tab = line.find('\t', start);
-        parts.push_back(line.substr(start, tab == std::string::npos ? std::string::npos
-                                                                    : tab - start));
+        parts.push_back(
+            line.substr(start, tab == std::string::npos ? std::string::npos : tab - start));
         if (tab == std::string::npos) return parts;
         start = tab + 1;
     }
@@ -122,8 +122,7 @@ int CKvZipExport::Write(const wchar_t* zipPath) {
     // Everything in memory first: the sources of libzip must live until the archive is closed.
     std::vector<std::pair<std::string, std::string>> entries; // name, bytes
     std::string manifest = std::string(kManifestHeader) + "\n";
-    const std::string presetEntry =
-        "preset/" + WideToUtf8(m_name) + "." + WideToUtf8(m_extension);
+    const std::string presetEntry = "preset/" + WideToUtf8(m_name) + "." + WideToUtf8(m_extension);
     manifest += "preset\t" + WideToUtf8(m_extension) + "\t" + WideToUtf8(m_name) + "\t" +
                 presetEntry + "\n";
     entries.emplace_back(presetEntry, WideToUtf8(m_xml));
@@ -230,7 +229,8 @@ int CKvZipImport::Open(const wchar_t* zipPath) {
     auto read = [&](const std::string& name, size_t limit, std::string& bytes) -> std::wstring {
         auto it = index.find(name);
         if (it == index.end())
-            return L"the manifest names \"" + Utf8ToWide(name) + L"\", which the archive does not hold";
+            return L"the manifest names \"" + Utf8ToWide(name) +
+                   L"\", which the archive does not hold";
         zip_stat_t st;
         zip_stat_init(&st);
         if (zip_stat_index(zip.get(), it->second, 0, &st) == 0 && (st.valid & ZIP_STAT_SIZE) &&
@@ -301,8 +301,7 @@ int CKvZipImport::Open(const wchar_t* zipPath) {
             const std::wstring fileName = Utf8ToWide(fs::path(f[2]).filename().string());
             if (!CPreSetObjStoreFile::IsValidItemName(fileName.c_str()))
                 return fail(at + L"not a valid file name");
-            if (!seen.insert({dest, fileName}).second)
-                return fail(at + L"the same file twice");
+            if (!seen.insert({dest, fileName}).second) return fail(at + L"the same file twice");
             SProfile p{dest, fileName, {}};
             if (std::wstring why = read(f[2], kMaxEntryBytes, p.bytes); !why.empty())
                 return fail(why);
@@ -331,7 +330,8 @@ int CKvZipImport::Import(const std::wstring& basePath, const std::wstring& prese
     };
     std::vector<Target> targets;
     for (const SProfile& p : m_profiles) {
-        const std::wstring folder = BuildFileName(basePath.c_str(), IKvImpExArch::DestFolder(p.dest));
+        const std::wstring folder =
+            BuildFileName(basePath.c_str(), IKvImpExArch::DestFolder(p.dest));
         targets.push_back({P(BuildFileName(folder, p.fileName)), &p.bytes, {}});
     }
     targets.push_back(

@@ -29,10 +29,14 @@ void CPreSet::SetItem(const SPreSetItemDesc& desc, int value) {
 void CPreSet::LoadDefault(CPrintUSM* usm) {
     for (const SPreSetItemDesc* d : Items()) {
         std::wstring value = d->def ? d->def : L"";
-        if (d->defaultEntry && usm) value = usm->GetString(*d->defaultEntry);
-        else if (d->defaultEntry) value = d->defaultEntry->def ? d->defaultEntry->def : L"";
-        if (d->type == SPreSetItemDesc::Integer) SetItem(*d, FromString(value));
-        else SetItem(*d, value);
+        if (d->defaultEntry && usm)
+            value = usm->GetString(*d->defaultEntry);
+        else if (d->defaultEntry)
+            value = d->defaultEntry->def ? d->defaultEntry->def : L"";
+        if (d->type == SPreSetItemDesc::Integer)
+            SetItem(*d, FromString(value));
+        else
+            SetItem(*d, value);
     }
 }
 
@@ -57,8 +61,10 @@ void CPreSet::XmlSave() {
 void CPreSet::OnXmlNodeText(const wchar_t* text) {
     if (XmlGetTag(1) != XmlRootTag()) return;
     if (const SPreSetItemDesc* d = FindItem(XmlGetTag(0))) {
-        if (d->type == SPreSetItemDesc::Integer) SetItem(*d, FromString(text));
-        else SetItem(*d, text);
+        if (d->type == SPreSetItemDesc::Integer)
+            SetItem(*d, FromString(text));
+        else
+            SetItem(*d, text);
     }
 }
 
@@ -89,11 +95,11 @@ const D PRS_DisableWhitePointExpansion = {L"DisableWhitePointExpansion", D::Inte
 
 std::span<const SPreSetItemDesc* const> CPreSetInputProfiles::Items() const {
     static const SPreSetItemDesc* const items[] = {
-        &PRS_RgbProfileName,          &PRS_CmykProfileName,          &PRS_LabProfileName,
-        &PRS_GrayProfileName,         &PRS_RgbRenderingIntent,       &PRS_CmykRenderingIntent,
-        &PRS_LabRenderingIntent,      &PRS_GrayRenderingIntent,      &PRS_RgbUseEmbeddedProfile,
-        &PRS_CmykUseEmbeddedProfile,  &PRS_GrayUseEmbeddedProfile,   &PRS_RgbAskOnMissingEmbedded,
-        &PRS_CmykAskOnMissingEmbedded, &PRS_UseColorimetricRI,       &PRS_DisableWhitePointExpansion,
+        &PRS_RgbProfileName,           &PRS_CmykProfileName,        &PRS_LabProfileName,
+        &PRS_GrayProfileName,          &PRS_RgbRenderingIntent,     &PRS_CmykRenderingIntent,
+        &PRS_LabRenderingIntent,       &PRS_GrayRenderingIntent,    &PRS_RgbUseEmbeddedProfile,
+        &PRS_CmykUseEmbeddedProfile,   &PRS_GrayUseEmbeddedProfile, &PRS_RgbAskOnMissingEmbedded,
+        &PRS_CmykAskOnMissingEmbedded, &PRS_UseColorimetricRI,      &PRS_DisableWhitePointExpansion,
     };
     return items;
 }

@@ -153,8 +153,9 @@ bool CPreSetObjStoreFile::IsValidItemName(const wchar_t* name) {
 
 bool CPreSetObjStoreFile::CheckName(const wchar_t* name) {
     if (IsValidItemName(name)) return true;
-    m_error = L"\"" + Str(name) + L"\" cannot be a preset name (empty, a separator, a control "
-                                  L"character, or a leading dot)";
+    m_error = L"\"" + Str(name) +
+              L"\" cannot be a preset name (empty, a separator, a control "
+              L"character, or a leading dot)";
     return false;
 }
 
@@ -249,9 +250,9 @@ int CPreSetObjStoreFile::Delete(const wchar_t* name) {
     if (!CheckName(name)) return 0;
     std::error_code ec;
     if (!fs::remove(WideToUtf8(ItemNameToPathName(name)), ec)) {
-        m_error = ec ? L"cannot delete " + ItemNameToPathName(name) + L": " +
-                           Utf8ToWide(ec.message())
-                     : L"no " + m_extension + L" preset \"" + Str(name) + L"\"";
+        m_error =
+            ec ? L"cannot delete " + ItemNameToPathName(name) + L": " + Utf8ToWide(ec.message())
+               : L"no " + m_extension + L" preset \"" + Str(name) + L"\"";
         return 0;
     }
     if (m_factory) m_factory->OnDeleted(name);

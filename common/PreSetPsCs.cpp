@@ -58,28 +58,28 @@ std::span<const SPsCsField> PsCsFields() {
         KVR_INT(L"RI_GrayText", nRI_GrayText, &IniPostscriptRI_GrayText),
         KVR_PROF(L"InputProfileRGBVector", sInputProfileRGBVector,
                  &IniPostscriptInputProfileRGBVector, kFolderInputRgb),
-        KVR_PROF(L"InputProfileRGBPixel", sInputProfileRGBPixel,
-                 &IniPostscriptInputProfileRGBPixel, kFolderInputRgb),
+        KVR_PROF(L"InputProfileRGBPixel", sInputProfileRGBPixel, &IniPostscriptInputProfileRGBPixel,
+                 kFolderInputRgb),
         KVR_PROF(L"InputProfileRGBText", sInputProfileRGBText, &IniPostscriptInputProfileRGBText,
                  kFolderInputRgb),
         KVR_PROF(L"InputProfileCMYKVector", sInputProfileCMYKVector,
                  &IniPostscriptInputProfileCMYKVector, kFolderInputCmyk),
         KVR_PROF(L"InputProfileCMYKPixel", sInputProfileCMYKPixel,
                  &IniPostscriptInputProfileCMYKPixel, kFolderInputCmyk),
-        KVR_PROF(L"InputProfileCMYKText", sInputProfileCMYKText,
-                 &IniPostscriptInputProfileCMYKText, kFolderInputCmyk),
+        KVR_PROF(L"InputProfileCMYKText", sInputProfileCMYKText, &IniPostscriptInputProfileCMYKText,
+                 kFolderInputCmyk),
         KVR_PROF(L"InputProfileLabVector", sInputProfileLabVector,
                  &IniPostscriptInputProfileLabVector, kFolderInputLab),
-        KVR_PROF(L"InputProfileLabPixel", sInputProfileLabPixel,
-                 &IniPostscriptInputProfileLabPixel, kFolderInputLab),
+        KVR_PROF(L"InputProfileLabPixel", sInputProfileLabPixel, &IniPostscriptInputProfileLabPixel,
+                 kFolderInputLab),
         KVR_PROF(L"InputProfileLabText", sInputProfileLabText, &IniPostscriptInputProfileLabText,
                  kFolderInputLab),
         KVR_PROF(L"InputProfileGrayVector", sInputProfileGrayVector,
                  &IniPostscriptInputProfileGrayVector, kFolderInputGray),
         KVR_PROF(L"InputProfileGrayPixel", sInputProfileGrayPixel,
                  &IniPostscriptInputProfileGrayPixel, kFolderInputGray),
-        KVR_PROF(L"InputProfileGrayText", sInputProfileGrayText,
-                 &IniPostscriptInputProfileGrayText, kFolderInputGray),
+        KVR_PROF(L"InputProfileGrayText", sInputProfileGrayText, &IniPostscriptInputProfileGrayText,
+                 kFolderInputGray),
         KVR_PROF(L"DefaultOutputProfileCMYK", sDefaultOutputProfileCMYK,
                  &IniPostscriptDefaultOutputProfileCMYK, kFolderPrinter),
         KVR_PROF(L"DefaultOutputProfileRGB", sDefaultOutputProfileRGB,
@@ -95,8 +95,7 @@ std::span<const SPsCsField> PsCsFields() {
                 &IniPostscriptAfterIntermediateOutputProfileRI),
         KVR_INT(L"UseDefaultPDFXHandling", nUseDefaultPDFXHandling,
                 &IniPostscriptUseDefaultPDFXHandling),
-        KVR_INT(L"SimulateOverprinting", nSimulateOverprinting,
-                &IniPostscriptSimulateOverprinting),
+        KVR_INT(L"SimulateOverprinting", nSimulateOverprinting, &IniPostscriptSimulateOverprinting),
         KVR_INT(L"AurelonUseRGBPageColorSpaceForColorManagement",
                 nUseRGBPageColorSpaceForColorManagement,
                 &InibAurelonUseRGBPageColorSpaceForColorManagement),
@@ -109,7 +108,9 @@ std::span<const SPsCsField> PsCsFields() {
 void CPreSetPsCs::XmlMapFields(CFieldMap& map) {
     SPostscriptColorSettings& s = *this;
     for (const SPsCsField& f : PsCsFields()) {
-        if (f.intField) map.Int(f.tag, s.*f.intField);
-        else map.Text(f.tag, s.*f.textField);
+        if (f.intField)
+            map.Int(f.tag, s.*f.intField);
+        else
+            map.Text(f.tag, s.*f.textField);
     }
 }

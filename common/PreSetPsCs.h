@@ -67,7 +67,7 @@ struct SPostscriptColorSettings {
 // interpreter's default, and for a profile field the folder below the base path.
 struct SPsCsField {
     const wchar_t* tag;
-    int SPostscriptColorSettings::*intField;          // null for a profile field
+    int SPostscriptColorSettings::*intField;           // null for a profile field
     std::wstring SPostscriptColorSettings::*textField; // null for a flag or intent
     const _INIENTRY* entry;                            // null: no interpreter default
     const wchar_t* folder;                             // profile fields only

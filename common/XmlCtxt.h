@@ -71,7 +71,7 @@ private:
     int Walk(const void* element);
     int Check(const void* element);
 
-    std::unique_ptr<State> m_state;  // the document being written or read
+    std::unique_ptr<State> m_state;   // the document being written or read
     std::vector<std::wstring> m_tags; // element names from the root down while reading
     std::wstring m_error;
 };

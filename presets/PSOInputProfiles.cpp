@@ -94,8 +94,7 @@ void CPSOInputProfiles::DataToPSOPropPg(CPSOPropPg* page) {
 
     // Full paths for the page; an empty name gives the folder itself.
     const std::wstring base = BasePath(Usm());
-    std::wstring* paths[4] = {&d1.sRgbProfile, &d1.sCmykProfile, &d1.sLabProfile,
-                              &d1.sGrayProfile};
+    std::wstring* paths[4] = {&d1.sRgbProfile, &d1.sCmykProfile, &d1.sLabProfile, &d1.sGrayProfile};
     for (int i = 0; i < 4; ++i)
         *paths[i] = BuildFileName(BuildFileName(base.c_str(), kSpaces[i].folder), names[i]);
     pg->SetData(d1, d2);
@@ -159,7 +158,8 @@ CPSOFactoryInputProfiles::CPSOFactoryInputProfiles(CGlobalContext* context,
                                                    const wchar_t* userDefinedName, int flag)
     : m_pContext(context), m_flag(flag) {
     Initialize(customizedName);
-    if (userDefinedName && *userDefinedName) AddSpecial(userDefinedName, GetUserDefinedAccessName());
+    if (userDefinedName && *userDefinedName)
+        AddSpecial(userDefinedName, GetUserDefinedAccessName());
 }
 
 IPreSetObj* CPSOFactoryInputProfiles::CreatePSO() {

@@ -51,8 +51,7 @@ private:
 };
 
 class CPSOFactoryInputProfiles
-    : public TPSOFactoryBase<CPSOInputProfiles, &US_InputProfilesName,
-                             kExtInputProfiles> {
+    : public TPSOFactoryBase<CPSOInputProfiles, &US_InputProfilesName, kExtInputProfiles> {
 public:
     CPSOFactoryInputProfiles(CGlobalContext* context, const wchar_t* customizedName,
                              const wchar_t* userDefinedName, int flag);

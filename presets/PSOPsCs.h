@@ -32,8 +32,7 @@ bool PsColorSettingsMatch(const SPostscriptColorSettings& a, const SPostscriptCo
 void PsColorExportTo(const SPostscriptColorSettings& s, IKvImpExArch* archive, CPrintUSM* usm);
 void PsColorCheckExportOptions(const SPostscriptColorSettings& s, IPSOExportDialog* dialog);
 
-template <class TPage, bool PageTakesPresetMode>
-class TPSOPsCs : public CPreSetObj {
+template <class TPage, bool PageTakesPresetMode> class TPSOPsCs : public CPreSetObj {
 public:
     using DataType = CPreSetPsCs;
 
@@ -47,8 +46,12 @@ public:
     void CopyDataFrom(IPreSetObj* other) override {
         if (auto* o = dynamic_cast<TPSOPsCs*>(other)) *m_data = *o->m_data;
     }
-    int LoadFromName(const wchar_t* path) override { return Loaded(m_data->LoadFromXml(path, 0, 0)); }
-    int LoadFromString(const wchar_t* xml) override { return Loaded(m_data->LoadFromXml(xml, 1, 0)); }
+    int LoadFromName(const wchar_t* path) override {
+        return Loaded(m_data->LoadFromXml(path, 0, 0));
+    }
+    int LoadFromString(const wchar_t* xml) override {
+        return Loaded(m_data->LoadFromXml(xml, 1, 0));
+    }
     int SaveToName(const wchar_t* path) override {
         ReducePsColorProfilePaths(*m_data);
         return Done(m_data->SaveToXml(path, 0, 0));
@@ -67,8 +70,7 @@ public:
             return new TPage(1, c.nChannelMask, n, c.nNoReplacement, name, c.pContext,
                              c.eInterpreter);
         else
-            return new TPage(c.nChannelMask, n, c.nNoReplacement, name, c.pContext,
-                             c.eInterpreter);
+            return new TPage(c.nChannelMask, n, c.nNoReplacement, name, c.pContext, c.eInterpreter);
     }
     void DataToPSOPropPg(CPSOPropPg* page) override {
         if (auto* p = dynamic_cast<TPage*>(page)) p->SetData(*m_data);
@@ -87,7 +89,9 @@ public:
     }
 
 private:
-    CPrintUSM* Usm() const { return m_control.pContext ? m_control.pContext->GetPrintUSM() : nullptr; }
+    CPrintUSM* Usm() const {
+        return m_control.pContext ? m_control.pContext->GetPrintUSM() : nullptr;
+    }
     int Done(int ok) {
         SetLastError(ok ? std::wstring() : m_data->XmlError());
         return ok;
@@ -100,7 +104,6 @@ private:
     std::unique_ptr<CPreSetPsCs> m_data;
     SPrPgPsCsControl m_control;
 };
-
 
 template <class TObj, const _INIENTRY* NameEntry, const wchar_t* Extension>
 class TPSOFactoryPsCs : public TPSOFactoryBase<TObj, NameEntry, Extension> {
@@ -164,7 +167,7 @@ public:
 class CPSOFactoryPDFAurelonCs
     : public TPSOFactoryPsCs<CPSOPDFAurelonCs, &US_PDFAurelonCsName, kExtPDFAurelonCs> {
 public:
-    CPSOFactoryPDFAurelonCs(const SPrPgPDFAurelonCsControl& control,
-                            const wchar_t* customizedName, const wchar_t* userDefinedName)
+    CPSOFactoryPDFAurelonCs(const SPrPgPDFAurelonCsControl& control, const wchar_t* customizedName,
+                            const wchar_t* userDefinedName)
         : TPSOFactoryPsCs(control, customizedName, userDefinedName) {}
 };

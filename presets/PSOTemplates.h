@@ -17,8 +17,7 @@
 #include "common/PreSetObj.h"
 #include "common/PrintUSM.h"
 
-template <class TData, class TPage>
-class TPSO : public CPreSetObj {
+template <class TData, class TPage> class TPSO : public CPreSetObj {
 public:
     using DataType = TData;
 

@@ -47,6 +47,8 @@ void CPresetSimTargetPrinter::XmlSave() {
 
 void CPresetSimTargetPrinter::OnXmlNodeText(const wchar_t* text) {
     const std::wstring tag = XmlGetTag(0);
-    if (tag == kProfileName) m_sProfileName = text;
-    else if (tag == kRenderingIntent) m_nRenderingIntent = FromString(text);
+    if (tag == kProfileName)
+        m_sProfileName = text;
+    else if (tag == kRenderingIntent)
+        m_nRenderingIntent = FromString(text);
 }

@@ -44,8 +44,10 @@ void LoadPsColorDefaults(SPostscriptColorSettings& settings, ePsPdfInterpreter i
     auto read = [&](const SPsCsField& f) {
         const std::wstring value =
             ini.GetString(section, CIniFile::Key(*f.entry), CIniFile::Default(*f.entry));
-        if (f.intField) settings.*f.intField = FromString(value);
-        else settings.*f.textField = value;
+        if (f.intField)
+            settings.*f.intField = FromString(value);
+        else
+            settings.*f.textField = value;
     };
     // The profile fields first, expanded at once; the flags after them.
     for (const SPsCsField& f : PsCsFields())
