@@ -94,7 +94,7 @@ int CKvZipExport::AddFile(enmImpDest dest, const wchar_t* path) {
     // A bare name lies in the destination's own folder.
     std::wstring full = SplitPathName(path).empty()
                             ? BuildFileName(BuildFileName(m_basePath.c_str(), folder), name)
-                            : BuildFileName(L"", path);
+                            : std::wstring(path);
     for (const SFile& f : m_files)
         if (f.dest == dest && SplitFileName(f.path) == name) return 1; // named twice: once
     std::error_code ec;
