@@ -11,6 +11,7 @@
 
 #include "common/PreSetPsCs.h"
 #include "presets/PSOTemplates.h"
+#include "presets/PresetExport.h"
 #include "presets/PresetKinds.h"
 #include "presets/PresetPages.h"
 #include "presets/PsColorSettings.h"
@@ -26,11 +27,8 @@ struct SPrPgPsCsControl {
 using SPrPgGhostSepCsControl = SPrPgPsCsControl;
 using SPrPgPDFAurelonCsControl = SPrPgPsCsControl;
 
-// What the three kinds share, out of line (presets/PSOPsCs.cpp): comparing (all fields but
-// the interpreter-5 option), the export of their profiles, and whether there are any.
+// Comparing all fields but the interpreter-5 option, strings with case.
 bool PsColorSettingsMatch(const SPostscriptColorSettings& a, const SPostscriptColorSettings& b);
-void PsColorExportTo(const SPostscriptColorSettings& s, IKvImpExArch* archive, CPrintUSM* usm);
-void PsColorCheckExportOptions(const SPostscriptColorSettings& s, IPSOExportDialog* dialog);
 
 template <class TPage, bool PageTakesPresetMode> class TPSOPsCs : public CPreSetObj {
 public:

@@ -3,7 +3,6 @@
 #include "base/IniEntries.h"
 #include "base/PathUtil.h"
 #include "base/TextUtil.h"
-#include "common/ImpExArch.h"
 #include "common/PrintUSM.h"
 #include "common/ProfileFolders.h"
 #include "common/TempFileMgr.h"
@@ -70,28 +69,4 @@ void ExpandPsColorProfilePaths(SPostscriptColorSettings& settings, CPrintUSM* us
 void ReducePsColorProfilePaths(SPostscriptColorSettings& settings) {
     for (const SPsCsField& f : PsCsFields())
         if (f.textField) settings.*f.textField = SplitFileName(settings.*f.textField);
-}
-
-void ExpProf(const std::wstring& field, int destination, IKvImpExArch* archive, CPrintUSM* usm) {
-    const std::wstring name = SplitFileName(field);
-    if (name.empty() || !archive) return;
-    std::wstring folder;
-    switch (destination) {
-    case IKvImpExArch::ImpDestInputRgb:
-        folder = BuildFileName(BasePath(usm).c_str(), kFolderInputRgb);
-        break;
-    case IKvImpExArch::ImpDestInputCmyk:
-        folder = BuildFileName(BasePath(usm).c_str(), kFolderInputCmyk);
-        break;
-    case IKvImpExArch::ImpDestPrinter:
-        folder = BuildFileName(BasePath(usm).c_str(), kFolderPrinter);
-        break;
-    case IKvImpExArch::ImpDestPrinterRgb:
-        folder = BuildFileName(BasePath(usm).c_str(), kFolderPrinterRgb);
-        break;
-    default:
-        break; // Lab and gray: the bare name
-    }
-    archive->AddFile(static_cast<IKvImpExArch::enmImpDest>(destination),
-                     BuildFileName(folder, name).c_str());
 }

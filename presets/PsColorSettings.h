@@ -6,7 +6,6 @@
 #include "common/PreSetPsCs.h"
 
 class CPrintUSM;
-class IKvImpExArch;
 
 // The section of the settings file that holds an interpreter's defaults.
 const wchar_t* PsColorDefaultsSection(ePsPdfInterpreter interpreter);
@@ -22,9 +21,3 @@ void ExpandPsColorProfilePaths(SPostscriptColorSettings& settings, CPrintUSM* us
 
 // Each profile field becomes its file name, temporary file or not.
 void ReducePsColorProfilePaths(SPostscriptColorSettings& settings);
-
-// Adds the profile of `field` to the archive, from the standard folder of `destination`. Only the
-// destinations 2, 3, 7 and 8 have a folder here; for the others (Lab 4, gray 9) the archive gets
-// the bare file name. The input-profile preset builds all four folders itself: the difference is
-// kept as the host expects it.
-void ExpProf(const std::wstring& field, int destination, IKvImpExArch* archive, CPrintUSM* usm);
