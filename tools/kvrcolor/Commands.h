@@ -19,3 +19,4 @@ Command RegisterDump(CLI::App& parent);
 Command RegisterInfo(CLI::App& parent);
 Command RegisterLookup(CLI::App& parent);
 Command RegisterLink(CLI::App& parent);
+Command RegisterPreset(CLI::App& parent);

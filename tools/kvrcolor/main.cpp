@@ -25,6 +25,9 @@ Examples:
   kvrcolor link rgb2press.icc --from sRGB.icc --to press.icc --intent perceptual
   kvrcolor info press.icc
   kvrcolor dump press.icc > press.txt
+  kvrcolor preset new PsCs Office
+  kvrcolor preset set PsCs Office InputProfileRGBPixel=AdobeRGB1998.icc RI_RGBPixel=3
+  kvrcolor preset export PsCs Office office.zip   (and on another machine: preset import)
 
 Chains: without --step, the source profile (device to PCS) then the destination profile (PCS
 to device), both with --intent. The source is --from, else the profile embedded in the image,
@@ -68,7 +71,7 @@ int main(int argc, char** argv) {
     app.footer(Footer());
     app.set_version_flag("--version", "kvrcolor 0.1");
     const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
-                                RegisterInfo(app), RegisterDump(app)};
+                                RegisterInfo(app),    RegisterDump(app),   RegisterPreset(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
