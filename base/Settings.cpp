@@ -1,6 +1,8 @@
 #include "base/Settings.h"
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -133,6 +135,36 @@ std::string ValueText(const wchar_t* value) {
 
 std::mutex g_writeMutex; // one read-modify-write of a settings file at a time in this process
 
+// Holds an exclusive flock on "<settings file>.lock" for one read-modify-write, so that two
+// processes changing the same file take turns: each reads the file only once it holds the lock,
+// so a change that another process made just before is read and kept. A separate lock file,
+// because the settings file itself is replaced by a rename and a lock on it would be lost.
+class FileLock {
+public:
+    explicit FileLock(const fs::path& target) {
+        fs::path lockPath = target;
+        lockPath += ".lock";
+        m_fd = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+        if (m_fd < 0) return;
+        while (flock(m_fd, LOCK_EX) != 0) {
+            if (errno != EINTR) {
+                close(m_fd);
+                m_fd = -1;
+                return;
+            }
+        }
+    }
+    ~FileLock() {
+        if (m_fd >= 0) close(m_fd); // closing releases the lock
+    }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    bool Held() const { return m_fd >= 0; }
+
+private:
+    int m_fd = -1;
+};
+
 } // namespace
 
 std::wstring DefaultIniPath() {
@@ -221,7 +253,13 @@ bool CIniFile::PutString(const wchar_t* section, const wchar_t* key, const wchar
     const std::wstring path = GetPath();
     if (path.empty()) return false;
     std::lock_guard<std::mutex> lock(g_writeMutex);
+    const fs::path target = ToPath(path);
+    std::error_code ec;
+    if (target.has_parent_path()) fs::create_directories(target.parent_path(), ec);
+    FileLock fileLock(target);
+    if (!fileLock.Held()) return false; // writing unlocked could lose another process's change
 
+    // Read only now, under the lock: the file as the last writer left it.
     std::vector<std::string> lines;
     bool crlf = false;
     ReadLines(path, lines, crlf); // a missing file starts empty
@@ -260,9 +298,6 @@ bool CIniFile::PutString(const wchar_t* section, const wchar_t* key, const wchar
     }
 
     // Written beside and renamed over the file, so that a reader never sees half a file.
-    const fs::path target = ToPath(path);
-    std::error_code ec;
-    if (target.has_parent_path()) fs::create_directories(target.parent_path(), ec);
     fs::path temp = target;
     temp += ".tmp" + std::to_string(getpid());
     {

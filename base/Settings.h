@@ -40,6 +40,10 @@ public:
     // stands; create the file and its folder when missing. False if the file can't be written.
     // Line breaks in the value are replaced by spaces: the format holds one line per key
     // (EncodeCrLf keeps them in a form that survives).
+    // Safe beside other writers: the file is written to a temporary file in the same folder and
+    // renamed over the old one, under an exclusive flock on "<file>.lock" that also covers the
+    // reading of the old content, so two processes changing different keys at once lose neither
+    // change.
     bool PutString(const _INIENTRY& entry, const wchar_t* value);
     bool PutInt(const _INIENTRY& entry, int value);
     bool PutString(const wchar_t* section, const wchar_t* key, const wchar_t* value);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -318,4 +319,52 @@ TEST(Settings, EntriesOfTheColourCodeHaveTheirDefaults) {
     EXPECT_EQ(usm.GetInt(IniPostscriptAfterIntermediateOutputProfileRI), 2);
     EXPECT_EQ(usm.GetInt(IniPostscriptSimulateOverprinting), 1);
     EXPECT_STREQ(IniPostscriptRI_GrayText.section, IniPostscriptOptions);
+}
+
+TEST(Settings, TwoProcessesChangingDifferentKeysLoseNoChange) {
+    TempDir dir;
+    const fs::path file = dir.File("shared.ini");
+    WriteFile(file, "; kept comment\n[Test]\nUnknown=stays\n");
+    // Each child writes 100 keys of its own, one write each, as fast as it can; the other child
+    // writes at the same time. Every key must be there at the end.
+    auto writer = [&](const char* prefix) {
+        CIniFile ini(W(file));
+        for (int i = 0; i < 100; ++i) {
+            const std::wstring key = Utf8ToWide(prefix + std::to_string(i));
+            if (!ini.PutString(L"Test", key.c_str(), std::to_wstring(i).c_str())) return 1;
+        }
+        return 0;
+    };
+    pid_t children[2];
+    const char* prefixes[2] = {"A", "B"};
+    for (int c = 0; c < 2; ++c) {
+        children[c] = fork();
+        ASSERT_GE(children[c], 0);
+        if (children[c] == 0) _exit(writer(prefixes[c]));
+    }
+    for (pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), 0);
+    }
+    CIniFile ini(W(file));
+    int present = 0;
+    for (const char* prefix : prefixes)
+        for (int i = 0; i < 100; ++i) {
+            const std::wstring key = Utf8ToWide(prefix + std::to_string(i));
+            if (ini.GetString(L"Test", key.c_str(), L"missing") == std::to_wstring(i)) ++present;
+        }
+    EXPECT_EQ(present, 200);
+    EXPECT_EQ(ini.GetString(L"Test", L"Unknown", L""), L"stays");
+    EXPECT_EQ(ReadFile(file).rfind("; kept comment\n", 0), 0u);
+}
+
+TEST(Settings, PutLeavesNoTemporaryFileBehind) {
+    TempDir dir;
+    const fs::path file = dir.File("a.ini");
+    CIniFile ini(W(file));
+    ASSERT_TRUE(ini.PutString(kText, L"v"));
+    for (const std::string& name : dir.Files())
+        EXPECT_TRUE(name == "a.ini" || name == "a.ini.lock") << name;
 }

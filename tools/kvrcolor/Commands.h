@@ -21,3 +21,4 @@ Command RegisterInfo(CLI::App& parent);
 Command RegisterLookup(CLI::App& parent);
 Command RegisterLink(CLI::App& parent);
 Command RegisterNamed(CLI::App& parent);
+Command RegisterPreset(CLI::App& parent);
