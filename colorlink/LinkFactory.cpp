@@ -3,6 +3,7 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "colorlink/MdlColorLink.h"
+#include "colorlink/lcms/LcmsColorLink.h"
 #include "colorlink/native/ColorLink.h"
 
 CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
@@ -10,10 +11,11 @@ CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
     const int cms = settings ? settings->GetInt(IniCpCMS) : 1;
     switch (cms) {
     case 2: // Windows ICM, with the engine of IniCpSelectCMM
-    case 4: // lcms2
-        // Temporary limit: the ICM and lcms back-ends are not in this build yet; both values
-        // give the native back-end until they are.
+        // Temporary limit: the ICM back-end is not in this build yet; the value gives the
+        // native back-end until it is.
         return new CColorLink(settings);
+    case 4: // lcms2
+        return new CLcmsColorLink(settings);
     default: // 3 and every other value: the native back-end, the default
         return new CColorLink(settings);
     }
