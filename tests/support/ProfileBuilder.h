@@ -32,9 +32,9 @@ struct TableSpec {
     uint32_t sig = 0;
     unsigned in = 3, out = 3, points = 2;
     int bits = 16; // 16: mft2, 8: mft1
-    std::function<void(const double* x, uint16_t* y)> node;
-    std::function<uint16_t(double t, unsigned c)> inCurve;
-    std::function<uint16_t(double t, unsigned c)> outCurve;
+    std::function<void(const double* x, uint16_t* y)> node{};
+    std::function<uint16_t(double t, unsigned c)> inCurve{};
+    std::function<uint16_t(double t, unsigned c)> outCurve{};
     unsigned inEntries = 2, outEntries = 2; // 8-bit tables always get 256
 };
 
