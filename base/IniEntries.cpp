@@ -22,6 +22,7 @@ const wchar_t IniSectionCMSOptions[] = L"CMSOptions";
 const wchar_t IniPostscriptOptions[] = L"PostscriptOptions";
 const wchar_t IniSectionAurelonPDF[] = L"AurelonPDFOptions";
 const wchar_t IniSectionUserSettings[] = L"UserSettings";
+const wchar_t IniSectionPrinter[] = L"Printer";
 
 // Native engine by default: it is the one back-end that needs nothing beyond this library.
 const _INIENTRY IniCpCMS = {IniSectionColorProfiles, L"CMS", L"1"};
@@ -131,6 +132,13 @@ const _INIENTRY US_SimTargetPrinterXML = {IniSectionUserSettings, L"SimTargetPri
 const _INIENTRY US_ShowAdvancedRIs = {IniSectionUserSettings, L"ShowAdvancedRIs", L"0"};
 const _INIENTRY US_MonitorProfile = {IniSectionUserSettings, L"MonitorProfile", L""};
 
+// A CMYK printer on the default printer profile that the library installs, so that a fresh
+// installation converts without any configuration. The inks are primaries by number: 1 cyan,
+// 2 magenta, 3 yellow, 0 black.
+const _INIENTRY IniPrnIccProfile = {IniSectionPrinter, L"IccProfile", L"kvr-cmyk.icc"};
+const _INIENTRY IniPrnRgbPrinter = {IniSectionPrinter, L"RgbPrinter", L"0"};
+const _INIENTRY IniPrnInks = {IniSectionPrinter, L"Inks", L"1,2,3,0"};
+
 std::span<const _INIENTRY* const> AllIniEntries() {
     static const _INIENTRY* const all[] = {
         &IniCpCMS,
@@ -216,6 +224,9 @@ std::span<const _INIENTRY* const> AllIniEntries() {
         &US_SimTargetPrinterXML,
         &US_ShowAdvancedRIs,
         &US_MonitorProfile,
+        &IniPrnIccProfile,
+        &IniPrnRgbPrinter,
+        &IniPrnInks,
     };
     return all;
 }

@@ -19,6 +19,7 @@ extern const wchar_t IniSectionCMSOptions[];    // keys read by the lcms back-en
 extern const wchar_t IniPostscriptOptions[];    // interpreter colour defaults (PostScript)
 extern const wchar_t IniSectionAurelonPDF[];    // PDF-only interpreter colour defaults
 extern const wchar_t IniSectionUserSettings[];  // per-user state: preset names, folders
+extern const wchar_t IniSectionPrinter[];       // the printer the print environment drives
 
 // Colour-link back-end and profiles.
 extern const _INIENTRY IniCpCMS;           // back-end: 2 Windows ICM, 4 lcms, all else native
@@ -115,6 +116,11 @@ extern const _INIENTRY US_SimTargetPrinterName; // current simulation-target pre
 extern const _INIENTRY US_SimTargetPrinterXML;  // default simulation target, XML one line
 extern const _INIENTRY US_ShowAdvancedRIs;      // 1 offers the black-preserving intents
 extern const _INIENTRY US_MonitorProfile;       // full path of the monitor profile
+
+// The printer of the print environment (common/PrintEnv.h).
+extern const _INIENTRY IniPrnIccProfile; // its ICC profile: a file name or a full path
+extern const _INIENTRY IniPrnRgbPrinter; // 1: an RGB printer, driven through RGB profiles
+extern const _INIENTRY IniPrnInks;       // primaries of its channels, "1,2,3,0" for CMYK
 
 // Every entry above, in the order of resources/kvrcolor.ini.
 std::span<const _INIENTRY* const> AllIniEntries();

@@ -5,6 +5,8 @@
 
 #include "base/Settings.h"
 
+class CPrintEnv;
+
 class CPrintUSM : public CUserSettingsMgr {
 public:
     // The default settings file ($KVR_INI, then the user's configuration folder).
@@ -14,4 +16,9 @@ public:
 
     // The settings of this process, in the default settings file. Lives until the process ends.
     static CPrintUSM* GetInstance();
+
+    // A new print environment on these settings, which the caller owns. With `iccProfile` null
+    // it is the printer configured in the settings; a profile path given stands for the
+    // configured one, with `bRgbPrinter` telling whether it is an RGB printer's.
+    virtual CPrintEnv* CreatePrintEnv(const wchar_t* iccProfile, int bRgbPrinter);
 };
