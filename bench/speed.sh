@@ -132,4 +132,10 @@ for kind in noise smooth; do
             'BEGIN { printf "%-7s %-22s %8.3f %8.2f %9.1f %10.2f %10.2f  %s\n",
                      kind, name, w, c, s * s / 1e6 / w, w / k, w / k1, comp }'
     done
+    # The gain of the threads: wall time of one thread over wall time of all; CPU time of all
+    # over CPU time of one (what the threads cost beyond the work itself, 1 at best).
+    awk -v kind="$kind" -v n="$nthreads" -v w="${walls[0]}" -v w1="${walls[1]}" \
+        -v c="${cpus[0]}" -v c1="${cpus[1]}" \
+        'BEGIN { printf "%-7s speed-up of %d threads over one: wall %.2fx; cpu %.2fx that of one thread\n",
+                 kind, n, (w > 0 ? w1 / w : 0), (c1 > 0 ? c / c1 : 0) }'
 done

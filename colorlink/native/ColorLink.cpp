@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <cmath>
+#include <mutex>
 #include <vector>
 
 #include "base/IniEntries.h"
@@ -98,6 +99,9 @@ Chain TagFuncMiddle(CColorTag& tag) {
     return f;
 }
 
+// Guards the built-in tables and the counts of their users.
+std::mutex g_builtInLock;
+
 // Reads a built-in table; a missing resource leaves the static null.
 CMft_16* LoadBuiltIn(const wchar_t* name) {
     CMft_16* mft = nullptr;
@@ -127,14 +131,23 @@ unsigned GridSize(int setting, unsigned maxEntries, double inputs) {
 
 } // namespace
 
+const CMft_16* CColorLink::BuiltIn(CMft_16*& slot, const wchar_t* name) {
+    std::lock_guard<std::mutex> lock(g_builtInLock);
+    // The first list or link of the process no longer reads the table when it is made, but
+    // when a chain first needs it: the same table, later, and only where it is used.
+    if (!slot) slot = LoadBuiltIn(name);
+    return slot;
+}
+
 CColorLink::CColorTagList::CColorTagList() {
     m_tags.reserve(10); // grows in blocks, as the steps of a link seldom exceed ten
-    if (s_nListCount == 0) s_pCmykToRgb = LoadBuiltIn(kCmykV2ToRgbName);
+    std::lock_guard<std::mutex> lock(g_builtInLock);
     ++s_nListCount;
 }
 
 CColorLink::CColorTagList::~CColorTagList() {
     RemoveAll();
+    std::lock_guard<std::mutex> lock(g_builtInLock);
     if (--s_nListCount == 0) {
         delete s_pCmykToRgb;
         s_pCmykToRgb = nullptr;
@@ -162,10 +175,7 @@ CColorLink::CColorLink(CUserSettingsMgr* settings) : pSettings(settings) {
     // A configured 0 stays 0 and is simply read again by the next link.
     if (s_nGrid3 == 0) s_nGrid3 = CRipsIniFile::Instance().GetInt(IniClpColorLink3);
     if (s_nGrid4 == 0) s_nGrid4 = CRipsIniFile::Instance().GetInt(IniClpColorLink4);
-    if (s_nLinkCount == 0) {
-        s_pCmykToLab = LoadBuiltIn(kCmykV2ToLabName);
-        s_pRgbToLab = LoadBuiltIn(kSRgbToLabName);
-    }
+    std::lock_guard<std::mutex> lock(g_builtInLock);
     ++s_nLinkCount;
 }
 
@@ -173,6 +183,7 @@ CColorLink::~CColorLink() {
     TagList.RemoveAll();
     pFunc8.reset();
     pFunc16.reset();
+    std::lock_guard<std::mutex> lock(g_builtInLock);
     if (--s_nLinkCount == 0) {
         delete s_pCmykToLab;
         delete s_pRgbToLab;
@@ -291,11 +302,11 @@ std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
     }
     if (count == 1) {
         Chain chain = TagFuncOnly(first);
-        if (first.bCompensateBlack && first.BlackPoint > 0) {
+        if (first.bCompensateBlack && first.BlackPoint() > 0) {
             if (first.InSpace == icSigLabData)
-                Prepend(chain, new CBPScalingLab(0, first.BlackPoint));
+                Prepend(chain, new CBPScalingLab(0, first.BlackPoint()));
             if (first.InSpace == icSigXYZData)
-                Prepend(chain, new CBPScalingXYZ(0, first.BlackPoint));
+                Prepend(chain, new CBPScalingXYZ(0, first.BlackPoint()));
         }
         return chain;
     }
@@ -315,8 +326,11 @@ std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
                 Append(chain, NewIccXYZToLab());
             } else {
                 skip = true;
-                if (prevOut == icSigCmykData && tag.OutSpace == icSigRgbData && s_pCmykToRgb) {
-                    AppendRef(chain, *s_pCmykToRgb);
+                const CMft_16* cmykToRgb = nullptr;
+                if (prevOut == icSigCmykData && tag.OutSpace == icSigRgbData)
+                    cmykToRgb = BuiltIn(s_pCmykToRgb, kCmykV2ToRgbName);
+                if (cmykToRgb) {
+                    AppendRef(chain, *cmykToRgb);
                 } else if (IsBridgeableDeviceSpace(prevOut) &&
                            IsBridgeableDeviceSpace(tag.OutSpace)) {
                     Append(chain,
@@ -338,11 +352,11 @@ std::unique_ptr<CFunc_16> CColorLink::ComposeChain() {
             AppendRef(chain, *tag.pXYZRelAbs);
         }
         // Black point compensation stands between this step's table and the previous one.
-        if (tag.bCompensateBlack && (tag.BlackPoint > 0 || prev.BlackPoint > 0)) {
+        if (tag.bCompensateBlack && (tag.BlackPoint() > 0 || prev.BlackPoint() > 0)) {
             if (tag.InSpace == icSigLabData)
-                Append(chain, new CBPScalingLab(prev.BlackPoint, tag.BlackPoint));
+                Append(chain, new CBPScalingLab(prev.BlackPoint(), tag.BlackPoint()));
             else if (tag.InSpace == icSigXYZData)
-                Append(chain, new CBPScalingXYZ(prev.BlackPoint, tag.BlackPoint));
+                Append(chain, new CBPScalingXYZ(prev.BlackPoint(), tag.BlackPoint()));
         }
         if (skip) {
             prevOut = tag.OutSpace;
@@ -403,8 +417,8 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
         return 0;
     }
     // Device CMYK to Lab: the built-in table of the source space replaces the profiles' chain.
-    const CMft_16* builtIn = flags.UseCmykToLab  ? s_pCmykToLab
-                             : flags.UseRgbToLab ? s_pRgbToLab
+    const CMft_16* builtIn = flags.UseCmykToLab  ? BuiltIn(s_pCmykToLab, kCmykV2ToLabName)
+                             : flags.UseRgbToLab ? BuiltIn(s_pRgbToLab, kSRgbToLabName)
                                                  : nullptr;
     if (flags.UseCmykToLab || flags.UseRgbToLab) {
         if (!builtIn) { // a library built without its resources
@@ -496,7 +510,10 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
     }
     TagList.RemoveAll(); // the curves have been copied by now
     pFunc16 = std::move(table);
-    pFunc16->InitMftTrn();
+    // The finished table's InitMftTrn no longer runs here but before its first Trn
+    // (PrepareTable): the fast pixel path reads the grid's nodes, and the difference tables
+    // (for four inputs 15 of the grid's size) are then never read. Same tables, made later.
+    m_tablePrepared = false;
     nTabOutChannels = int(pFunc16->outputChan());
     pFast = CFastPixelPath::Make(*pFunc16, nIn, nOut);
     m_InFormat = inFormat;
@@ -508,6 +525,15 @@ void CColorLink::SetTable16(std::unique_ptr<CFunc_16TabBaseMft> table) {
     nTabOutChannels = table ? int(table->outputChan()) : 0;
     pFunc16 = std::move(table);
     pFast.reset();
+    m_tablePrepared = false;
+}
+
+void CColorLink::PrepareTable() const {
+    if (m_tablePrepared.load(std::memory_order_acquire)) return;
+    std::lock_guard<std::mutex> lock(m_prepareLock);
+    if (m_tablePrepared.load(std::memory_order_relaxed)) return;
+    if (pFunc16) pFunc16->InitMftTrn();
+    m_tablePrepared.store(true, std::memory_order_release);
 }
 
 void CColorLink::TrnPixels16(const unsigned short* src, unsigned short* dst, unsigned count) {
@@ -518,6 +544,7 @@ void CColorLink::TrnPixels16(const unsigned short* src, unsigned short* dst, uns
         return;
     }
     if (pFast && pFast->Trn16(src, dst, count)) return;
+    PrepareTable();
     // The table reads and writes the caller's samples directly; its result is not used.
     const CFunc_16& f = *pFunc16;
     for (unsigned k = 0; k < count; ++k, src += m_nInChannels, dst += m_nOutChannels)
@@ -530,6 +557,7 @@ void CColorLink::TrnPixels8(const unsigned char* src, unsigned char* dst, unsign
         return;
     }
     if (pFast && pFast->Trn8(src, dst, count)) return;
+    PrepareTable();
     if (int(m_nOutChannels) > nTabOutChannels) std::memset(dst, 0, size_t(count) * m_nOutChannels);
     // The table is chosen once for the run: an 8-bit one, where there is one, converts alone.
     if (pFunc8) {
@@ -559,6 +587,7 @@ void CColorLink::TrnBgrPixels8(const unsigned char* src, unsigned char*, unsigne
     // never written. Meant for a built link of three inputs. A link without a table (the
     // copying link, or one whose build failed) has nothing to evaluate.
     if (!pFunc16) return;
+    PrepareTable();
     // Inputs beyond the three bytes of a pixel read as 0, for a table of more inputs.
     unsigned short in[kMaxPixelChannels] = {};
     unsigned short out[kMaxPixelChannels];

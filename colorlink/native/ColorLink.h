@@ -3,12 +3,14 @@
 // single grid table, so that a pixel then costs one interpolation however long the chain was.
 //
 // Threads: a built link only reads its table, so any number of threads may convert through
-// it at once. The statics below (grid sizes, built-in tables and their counters) are changed
-// without a lock: the first and the last native link of a process must not be made or deleted
-// while another thread does the same.
+// it at once. The built-in tables and their counters are guarded by one lock, so links may be
+// made and deleted on several threads; the grid sizes are read without one (the first link of
+// a process should be made before others are made on other threads).
 #pragma once
 
+#include <atomic>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "base/Object.h"
@@ -23,8 +25,8 @@ class CFastPixelPath;
 
 class CColorLink : public CMdlColorLink {
 public:
-    // The steps of a link, head first. Owns its tags. The first list of the process loads the
-    // built-in CMYK-to-RGB table, the last one frees it.
+    // The steps of a link, head first. Owns its tags. The built-in CMYK-to-RGB table lives
+    // while a list does: loaded when a chain first needs it, freed with the last list.
     class CColorTagList : public CObject {
     public:
         CColorTagList();
@@ -73,9 +75,13 @@ public:
     unsigned OutFormat() override { return m_OutFormat; }
     int SupportsGradation() override { return 0; }
 
-    // The built table (null before a successful CreateLink, or for a copying link). Read-only
-    // access for tools that save a link's table, for instance as a device-link profile.
-    const CFunc_16TabBaseMft* Table16() const { return pFunc16.get(); }
+    // The built table (null before a successful CreateLink, or for a copying link), prepared
+    // for Trn. Read-only access for tools that save a link's table, for instance as a
+    // device-link profile.
+    const CFunc_16TabBaseMft* Table16() const {
+        PrepareTable();
+        return pFunc16.get();
+    }
     // The steps collected so far (emptied by CreateLink).
     const CColorTagList& Tags() const { return TagList; }
 
@@ -83,12 +89,17 @@ public:
     // first link that finds them 0. Negative: fixed size; positive: least size.
     static int s_nGrid3;
     static int s_nGrid4;
-    // Built-in tables and the counts of their users.
+    // Built-in tables and the counts of their users. A table is read from its resource the
+    // first time a chain uses it (null until then, and null if the library has no such
+    // resource) and freed when the last user of its kind goes.
     static CMft_16* s_pCmykToRgb; // per CColorTagList
     static int s_nListCount;
     static CMft_16* s_pCmykToLab; // per CColorLink
     static CMft_16* s_pRgbToLab;
     static int s_nLinkCount;
+    // The built-in table in `slot` (one of the three above), read from resource `name` now if
+    // it was not yet. Only for a caller that holds a list or a link, which keeps it alive.
+    static const CMft_16* BuiltIn(CMft_16*& slot, const wchar_t* name);
 
     static constexpr unsigned kMaxPixelChannels = 16; // work buffers of the 8-bit loop
 
@@ -111,6 +122,10 @@ private:
     // The chain of all tags as one function, or null with TagList.nError set.
     std::unique_ptr<CFunc_16> ComposeChain();
     void ApplyWhiteFix(CMft_16& mft, const uint16_t* whitePixel, unsigned nOut, bool outIsXYZ);
+    // Prepares pFunc16 (InitMftTrn) the first time something reads it through its own Trn;
+    // safe on several threads at once. The fast pixel paths read the grid's nodes and never
+    // need it.
+    void PrepareTable() const;
 
     CUserSettingsMgr* pSettings; // not owned
     CColorTagList TagList;
@@ -118,6 +133,8 @@ private:
     std::unique_ptr<CFunc_16TabBaseMft> pFunc16; // 16-bit result table of the built link
     // A faster way through pFunc16 with identical results, made by CreateLink where one exists.
     std::unique_ptr<CFastPixelPath> pFast;
+    mutable std::atomic<bool> m_tablePrepared{false}; // pFunc16 has had its InitMftTrn
+    mutable std::mutex m_prepareLock;                 // taken to run it
     unsigned nLastError = 0;
     unsigned FirstSpace = icSigNone; // input colour space of the first step
     unsigned LastSpace = icSigNone;  // output colour space of the last step

@@ -151,10 +151,10 @@ std::unique_ptr<CFunc_16TabBaseMft> PreparedStepFunction(CIccProfileUse& profile
 CColorTag::CColorTag(const wchar_t* path, int kind, enmRenderingIntent intent,
                      CUserSettingsMgr* settings) {
     Reset(intent);
-    CIccProfileUse profile(settings);
+    auto profile = std::make_unique<CIccProfileUse>(settings);
     bool opened = false;
     try {
-        opened = profile.Open(path) != 0;
+        opened = profile->Open(path) != 0;
     } catch (const CException&) {
         opened = false; // an unreadable file is a profile that cannot be opened
     }
@@ -162,12 +162,17 @@ CColorTag::CColorTag(const wchar_t* path, int kind, enmRenderingIntent intent,
         nError = CMdlColorLink::LinkErrOpenProfile;
         return;
     }
-    TakeStep(profile, kind, intent);
+    TakeStep(*profile, kind, intent);
+    // Everything but the black point has been read: the file is not needed any more, the
+    // tags are kept for the black point until it is asked for.
+    profile->Close();
+    m_blackSource = std::move(profile);
 }
 
 CColorTag::CColorTag(CIccProfileUse* profile, int kind, enmRenderingIntent intent) {
     Reset(intent);
     TakeStep(*profile, kind, intent);
+    m_blackPoint = ComputeBlackPoint(*profile);
 }
 
 CColorTag::~CColorTag() = default;
@@ -177,7 +182,7 @@ void CColorTag::Reset(enmRenderingIntent intent) {
     InSpace = OutSpace = 0xFFFFFFFFu;
     nError = 0;
     bFrom8Bit = 0;
-    BlackPoint = 0;
+    m_blackPoint = 0;
     bCompensateBlack = intent == IntentRelativeBpc;
 }
 
@@ -201,7 +206,19 @@ void CColorTag::TakeStep(CIccProfileUse& profile, int kind, enmRenderingIntent i
     } else {
         nError = CMdlColorLink::LinkErrNoTable;
     }
-    ComputeBlackPoint(profile);
+}
+
+unsigned short CColorTag::BlackPoint() const {
+    if (m_blackSource) {
+        m_blackPoint = ComputeBlackPoint(*m_blackSource);
+        m_blackSource.reset();
+    }
+    return m_blackPoint;
+}
+
+void CColorTag::SetBlackPoint(unsigned short black) {
+    m_blackSource.reset();
+    m_blackPoint = black;
 }
 
 unsigned CColorTag::ChannelsOf(unsigned space) {
@@ -225,7 +242,7 @@ unsigned CColorTag::clutEntries() const {
     return 0;
 }
 
-void CColorTag::ComputeBlackPoint(CIccProfileUse& profile) {
+unsigned short CColorTag::ComputeBlackPoint(CIccProfileUse& profile) {
     // First way: the connection space's black sent into the device (perceptual) and back
     // (relative). Not for the n-colour spaces of five colours and more.
     const unsigned device = profile.Header().colorSpace;
@@ -242,26 +259,23 @@ void CColorTag::ComputeBlackPoint(CIccProfileUse& profile) {
                 uint16_t pcs[kMaxSide] = {};
                 b2a->Trn(black, dev);
                 a2b->Trn(dev, pcs);
-                if (toPcs.outSpace == icSigLabData) {
-                    BlackPoint = pcs[0];
-                } else if (toPcs.outSpace == icSigXYZData) {
+                if (toPcs.outSpace == icSigLabData) return pcs[0];
+                if (toPcs.outSpace == icSigXYZData) {
                     uint16_t lab[3];
                     LabXYZ16.Inv(pcs, lab);
-                    BlackPoint = lab[0];
-                } else {
-                    BlackPoint = 0;
+                    return lab[0];
                 }
-                return;
+                return 0;
             }
         }
     }
     // Second way: the darkest of 200 neutral greys through the preview table.
     const SStepTag preview = FindStepTag(profile, CMdlColorLink::ProfStepPreview, 2);
-    if (preview.inSpace != preview.outSpace || !IsPcsSpace(preview.inSpace)) return;
+    if (preview.inSpace != preview.outSpace || !IsPcsSpace(preview.inSpace)) return 0;
     auto f = PreparedStepFunction(profile, preview);
-    if (!f) return;
+    if (!f) return 0;
     const bool xyz = preview.inSpace == icSigXYZData;
-    BlackPoint = 65535;
+    uint16_t black = 65535;
     // k runs from 199 * 65535 + 100 - 65535 down to 100, so L = k / 199 goes from 65535 to 0.
     for (int64_t k = 13107100 - 65535; k >= 100; k -= 65535) {
         uint16_t lab[kMaxSide] = {uint16_t(k / 199), 32768, 32768};
@@ -275,7 +289,7 @@ void CColorTag::ComputeBlackPoint(CIccProfileUse& profile) {
             LabXYZ16.Inv(out, lab);
             std::copy(lab, lab + 3, out);
         }
-        if (out[0] < BlackPoint) BlackPoint = out[0];
+        if (out[0] < black) black = out[0];
     }
-    if (BlackPoint == 65535) BlackPoint = 0;
+    return black == 65535 ? 0 : black;
 }

@@ -55,11 +55,22 @@ public:
     unsigned OutSpace;
     unsigned nError = 0;           // 0, 901 or 904
     int bFrom8Bit = 0;             // set once an 8-bit table was widened
-    unsigned short BlackPoint = 0; // L of the profile's black in 16-bit Lab, 0 for none
     bool bCompensateBlack = false; // the reduced intent is 5
+
+    // L of the profile's black in 16-bit Lab, 0 for none. Computed at the first call: only
+    // black point compensation reads it, and the walk through the profile's tables costs more
+    // than the rest of the step. Until then the tag keeps the profile it opened (its file
+    // closed); a tag made from a caller's profile computes it at once, as it cannot keep that.
+    unsigned short BlackPoint() const;
+    // Replaces the black point, computed or not.
+    void SetBlackPoint(unsigned short black);
 
 private:
     void Reset(enmRenderingIntent intent);
     void TakeStep(CIccProfileUse& profile, int kind, enmRenderingIntent intent);
-    void ComputeBlackPoint(CIccProfileUse& profile);
+    static unsigned short ComputeBlackPoint(CIccProfileUse& profile);
+
+    // The profile the black point is still to be computed from; null once it is known.
+    mutable std::unique_ptr<CIccProfileUse> m_blackSource;
+    mutable unsigned short m_blackPoint = 0;
 };

@@ -53,6 +53,7 @@ template <unsigned In> struct Cell {
 // corner only, and its weight is the difference of the equal fractions, 0.
 template <unsigned In> inline Cell<In> Locate(const AxisPos (&p)[In]) {
     uint64_t k[In];
+#pragma GCC unroll 4
     for (unsigned i = 0; i < In; ++i) k[i] = p[i].key;
     auto order = [&k](unsigned i, unsigned j) {
         const uint64_t a = k[i], b = k[j];
@@ -74,6 +75,7 @@ template <unsigned In> inline Cell<In> Locate(const AxisPos (&p)[In]) {
     Cell<In> cell;
     cell.base = 0;
     uint32_t corner = 0;
+#pragma GCC unroll 4
     for (unsigned i = 0; i < In; ++i) {
         cell.base += p[i].offset;
         corner += uint32_t(k[i]);
@@ -172,6 +174,7 @@ constexpr bool kHaveLanes = false;
 // The input samples of a pixel as one number, to recognise a repeated pixel.
 template <unsigned In, class T> inline uint64_t PixelKey(const T* src) {
     uint64_t key = 0;
+#pragma GCC unroll 4
     for (unsigned a = 0; a < In; ++a) key = key << (8 * sizeof(T)) | src[a];
     return key;
 }
@@ -293,11 +296,13 @@ private:
     };
     Axes Axes8(const uint8_t* src) const {
         Axes a;
+#pragma GCC unroll 4
         for (unsigned k = 0; k < In; ++k) a.p[k] = axis8[k][src[k]];
         return a;
     }
     Axes Axes16(const uint16_t* src) const {
         Axes a;
+#pragma GCC unroll 4
         for (unsigned k = 0; k < In; ++k) a.p[k] = Axis16(k, src[k]);
         return a;
     }

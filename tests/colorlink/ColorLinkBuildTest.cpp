@@ -11,6 +11,8 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "LinkTestUtil.h"
 #include "colorfunc/DeviceModels.h"
@@ -585,7 +587,7 @@ TEST_F(LinkBuildTest, SingleLabToCmykStepWithCompensationScalesItsBlackAheadOfTh
         }
     const auto prn = WriteProfile(dir, "cmyk.icc", prnSpec);
     auto link = LinkOf({{prn, kPcsToDev, 5}});
-    const uint16_t black = link->Tags().At(0).BlackPoint;
+    const uint16_t black = link->Tags().At(0).BlackPoint();
     ASSERT_GT(black, 0);
     ASSERT_EQ(link->CreateLink(kFmtLab, 3, kFmtCmyk, 4), 1);
     StepFunc f = LoadStep(prn, icSigBToA1Tag, kLab, kCmyk);
@@ -607,8 +609,8 @@ TEST_F(LinkBuildTest, CompensationStandsBetweenItsStepAndThePreviousOne) {
     for (int rgbIntent : {2, 5}) {
         for (int prnIntent : {2, 5}) {
             auto link = LinkOf({{rgb, kDevToPcs, rgbIntent}, {prn, kPcsToDev, prnIntent}});
-            const uint16_t black1 = link->Tags().At(0).BlackPoint;
-            const uint16_t black2 = link->Tags().At(1).BlackPoint;
+            const uint16_t black1 = link->Tags().At(0).BlackPoint();
+            const uint16_t black2 = link->Tags().At(1).BlackPoint();
             EXPECT_EQ(black1, 0); // the input profile has no way back from Lab
             ASSERT_GT(black2, 0);
             ASSERT_EQ(link->CreateLink(kFmtRgb, 3, kFmtCmyk, 4), 1);
@@ -631,9 +633,9 @@ TEST_F(LinkBuildTest, CompensationTakesThePreviousBlackWhenTheStepHasNone) {
     const auto src = WriteProfile(dir, "src.icc", CmykPrinter());
     const auto disp = WriteProfile(dir, "disp.icc", RgbDisplay());
     auto link = LinkOf({{src, kDevToPcs, 1}, {disp, kPcsToDev, 5}});
-    const uint16_t black1 = link->Tags().At(0).BlackPoint;
+    const uint16_t black1 = link->Tags().At(0).BlackPoint();
     ASSERT_GT(black1, 0);
-    ASSERT_EQ(link->Tags().At(1).BlackPoint, 0); // a display without the way back to Lab
+    ASSERT_EQ(link->Tags().At(1).BlackPoint(), 0); // a display without the way back to Lab
     ASSERT_EQ(link->CreateLink(kFmtCmyk, 4, kFmtRgb, 3), 1);
     StepFunc f1 = LoadStep(src, icSigAToB0Tag, kCmyk, kLab);
     StepFunc f2 = LoadStep(disp, icSigBToA0Tag, kLab, kRgb);
@@ -939,4 +941,56 @@ TEST_F(LinkBuildTest, OutputChannelsBeyondTheTableAreZeroIn8BitsAndUntouchedIn16
     link->TrnPixels8(src8, dst8, 2);
     EXPECT_EQ(dst8[1], 0);
     EXPECT_EQ(dst8[3], 0);
+}
+
+// Without the fixture's resident link: this test follows the built-in tables from the first
+// link of the process to the last.
+TEST(LinkBuiltIns, AreReadWhenAChainFirstUsesThemAndFreedWithTheLastLink) {
+    ASSERT_EQ(CColorLink::s_nLinkCount, 0) << "another native link is alive in this process";
+    TempDir dir;
+    const auto rgb = WriteProfile(dir, "rgb.icc", RgbInput());
+    const auto prn = WriteProfile(dir, "cmyk.icc", CmykPrinter());
+    auto cmyk = LinkOf({{rgb, kDevToPcs, 1}, {prn, kPcsToDev, 1}});
+    ASSERT_EQ(cmyk->CreateLink(kFmtRgb, 3, kFmtCmyk, 4), 1);
+    EXPECT_EQ(CColorLink::s_pRgbToLab, nullptr); // no chain has needed one yet
+    EXPECT_EQ(CColorLink::s_pCmykToLab, nullptr);
+    EXPECT_EQ(CColorLink::s_pCmykToRgb, nullptr);
+    auto lab = LinkOf({{rgb, kDevToPcs, 1}, {prn, kPcsToDev, 1}});
+    ASSERT_EQ(lab->CreateLink(kFmtRgb, 3, kFmtLab, 3), 1);
+    EXPECT_NE(CColorLink::s_pRgbToLab, nullptr);
+    EXPECT_EQ(CColorLink::s_pCmykToLab, nullptr);
+    lab.reset();
+    EXPECT_NE(CColorLink::s_pRgbToLab, nullptr); // another link is still alive
+    cmyk.reset();
+    EXPECT_EQ(CColorLink::s_pRgbToLab, nullptr);
+}
+
+// A pixel layout wider than the table has no specialised path: every thread goes through the
+// table's own Trn, whose preparation runs once, on whichever thread comes first. The results
+// agree with those of the specialised path of the same table.
+TEST_F(LinkBuildTest, TableIsPreparedOnceForThreadsThatTakeTheStraightforwardLoop) {
+    const auto rgb = WriteProfile(dir, "rgb.icc", RgbInput());
+    const auto prn = WriteProfile(dir, "cmyk.icc", CmykPrinter());
+    auto fast = LinkOf({{rgb, kDevToPcs, 1}, {prn, kPcsToDev, 1}});
+    ASSERT_EQ(fast->CreateLink(kFmtRgb, 3, kFmtCmyk, 4), 1);
+    // Four samples a pixel in: the table reads the first three.
+    auto wide = LinkOf({{rgb, kDevToPcs, 1}, {prn, kPcsToDev, 1}});
+    ASSERT_EQ(wide->CreateLink(kFmtRgb, 4, kFmtCmyk, 4), 1);
+
+    constexpr unsigned kPixels = 20000;
+    std::mt19937 rng(20261124);
+    std::vector<uint16_t> src(3 * kPixels), src4(4 * kPixels);
+    for (unsigned i = 0; i < kPixels; ++i)
+        for (unsigned c = 0; c < 4; ++c)
+            src4[4 * i + c] = c < 3 ? (src[3 * i + c] = uint16_t(rng() >> 16)) : 4321;
+    std::vector<uint16_t> expected(4 * kPixels);
+    fast->TrnPixels16(src.data(), expected.data(), kPixels);
+
+    constexpr unsigned kThreads = 4;
+    std::vector<std::vector<uint16_t>> out(kThreads, std::vector<uint16_t>(4 * kPixels, 0));
+    std::vector<std::thread> threads;
+    for (unsigned t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] { wide->TrnPixels16(src4.data(), out[t].data(), kPixels); });
+    for (auto& th : threads) th.join();
+    for (unsigned t = 0; t < kThreads; ++t) EXPECT_EQ(out[t], expected) << "thread " << t;
 }

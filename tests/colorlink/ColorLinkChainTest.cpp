@@ -512,7 +512,7 @@ TEST_F(ProfileChainTest, BlackPointSendsTheConnectionSpaceBlackIntoTheDeviceAndB
     for (int kind : {kDevToPcs, kPcsToDev, kPreview}) {
         CColorLink link(nullptr);
         ASSERT_EQ(link.AddProfile(path.c_str(), kind, IntentRelative), 1);
-        EXPECT_EQ(link.Tags().At(0).BlackPoint, expected) << kind;
+        EXPECT_EQ(link.Tags().At(0).BlackPoint(), expected) << kind;
     }
 }
 
@@ -524,7 +524,7 @@ TEST_F(ProfileChainTest, BlackPointOfAnXyzProfileIsReadBackAsLightness) {
     EXPECT_GT(expected, 0);
     CColorLink link(nullptr);
     ASSERT_EQ(link.AddProfile(path.c_str(), kPcsToDev, IntentRelative), 1);
-    EXPECT_EQ(link.Tags().At(0).BlackPoint, expected);
+    EXPECT_EQ(link.Tags().At(0).BlackPoint(), expected);
 }
 
 TEST_F(ProfileChainTest, BlackPointIsComputedEvenWhenTheStepHasNoTable) {
@@ -533,8 +533,8 @@ TEST_F(ProfileChainTest, BlackPointIsComputedEvenWhenTheStepHasNoTable) {
     EXPECT_EQ(tag.nError, 904u);
     EXPECT_EQ(tag.InSpace, icSigNone);
     EXPECT_EQ(tag.OutSpace, icSigNone);
-    EXPECT_EQ(tag.BlackPoint, RoundTripBlack(path, icSigBToA0Tag, icSigAToB1Tag, kCmyk, kLab));
-    EXPECT_GT(tag.BlackPoint, 0);
+    EXPECT_EQ(tag.BlackPoint(), RoundTripBlack(path, icSigBToA0Tag, icSigAToB1Tag, kCmyk, kLab));
+    EXPECT_GT(tag.BlackPoint(), 0);
 }
 
 // A "5CLR" profile whose tables are those of a CMYK printer: the round trip would give a black,
@@ -552,14 +552,14 @@ TEST_F(ProfileChainTest, NColourDeviceSpaceWithoutPreviewTagsHasNoBlackPoint) {
         // The CMYK tables don't fit the space, so the step itself has no table; its black
         // point is computed all the same.
         const CColorTag tag(path.c_str(), kPcsToDev, IntentRelative, nullptr);
-        EXPECT_EQ(tag.BlackPoint, 0) << space;
+        EXPECT_EQ(tag.BlackPoint(), 0) << space;
     }
     // The spaces of two to four colours are not among them.
     for (const char* space : {"2CLR", "3CLR", "4CLR"}) {
         p.colorSpace = SigOf(space);
         const auto path = WriteProfile(dir, std::string(space) + ".icc", p);
         const CColorTag tag(path.c_str(), kPcsToDev, IntentRelative, nullptr);
-        EXPECT_EQ(tag.BlackPoint, roundTrip) << space;
+        EXPECT_EQ(tag.BlackPoint(), roundTrip) << space;
     }
 }
 
@@ -579,7 +579,7 @@ TEST_F(ProfileChainTest, NColourDeviceSpaceTakesItsBlackFromTheGreyWalkOfPre1) {
     // The step itself has no table (the CMYK B2A doesn't fit six inks); the black point is
     // computed all the same.
     const CColorTag tag(path.c_str(), kPcsToDev, IntentRelative, nullptr);
-    EXPECT_EQ(tag.BlackPoint, expected);
+    EXPECT_EQ(tag.BlackPoint(), expected);
 }
 
 TEST_F(ProfileChainTest, GreyWalkOnAnXyzPreviewGoesThroughLab) {
@@ -595,7 +595,7 @@ TEST_F(ProfileChainTest, GreyWalkOnAnXyzPreviewGoesThroughLab) {
     EXPECT_GT(expected, 0);
     CColorLink link(nullptr);
     ASSERT_EQ(link.AddProfile(path.c_str(), kPcsToDev, IntentRelative), 1);
-    EXPECT_EQ(link.Tags().At(0).BlackPoint, expected);
+    EXPECT_EQ(link.Tags().At(0).BlackPoint(), expected);
 }
 
 TEST_F(ProfileChainTest, DeviceProfileWithoutTheWayBackTakesItsBlackFromThePreview) {
@@ -606,8 +606,8 @@ TEST_F(ProfileChainTest, DeviceProfileWithoutTheWayBackTakesItsBlackFromThePrevi
     ASSERT_NE(pre1.f, nullptr);
     CColorLink link(nullptr);
     ASSERT_EQ(link.AddProfile(path.c_str(), kPcsToDev, IntentPerceptual), 1);
-    EXPECT_EQ(link.Tags().At(0).BlackPoint, GreyWalkBlack(*pre1.f, false));
-    EXPECT_GT(link.Tags().At(0).BlackPoint, 0);
+    EXPECT_EQ(link.Tags().At(0).BlackPoint(), GreyWalkBlack(*pre1.f, false));
+    EXPECT_GT(link.Tags().At(0).BlackPoint(), 0);
 }
 
 TEST_F(ProfileChainTest, GreyWalkThatNeverComesBelowWhiteGivesNoBlackPoint) {
@@ -618,5 +618,5 @@ TEST_F(ProfileChainTest, GreyWalkThatNeverComesBelowWhiteGivesNoBlackPoint) {
     const auto path = WriteProfile(dir, "white.icc", p);
     CColorLink link(nullptr);
     ASSERT_EQ(link.AddProfile(path.c_str(), kPcsToDev, IntentPerceptual), 1);
-    EXPECT_EQ(link.Tags().At(0).BlackPoint, 0);
+    EXPECT_EQ(link.Tags().At(0).BlackPoint(), 0);
 }

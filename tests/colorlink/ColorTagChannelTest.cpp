@@ -382,10 +382,10 @@ TEST_F(TagChannelTest, HandMadeStepsThatFitBuildTheSameTableAsTheProfiles) {
     ASSERT_EQ(byHand.AddProfile(rgb.c_str(), kDevToPcs, IntentPerceptual), 1);
     ASSERT_EQ(byHand.AddProfile(prn.c_str(), kPcsToDev, IntentPerceptual), 1);
     auto& list = const_cast<CColorLink::CColorTagList&>(byHand.Tags());
-    const uint16_t black = list.At(1).BlackPoint;
+    const uint16_t black = list.At(1).BlackPoint();
     list.TruncateTo(1);
     list.AddTail(HandMadeTag(dir, prn, icSigBToA0Tag, kLab, kCmyk));
-    list.At(1).BlackPoint = black;
+    list.At(1).SetBlackPoint(black);
     ASSERT_EQ(byHand.CreateLink(kFmtRgb, 3, kFmtCmyk, 4), 1);
     ASSERT_NE(byHand.Table16(), nullptr);
     EXPECT_TRUE(SameTable(byHand.Table16(), *byProfiles.Table16()));
