@@ -28,6 +28,9 @@ Examples:
   kvrcolor extract --list document.pdf
   kvrcolor extract document.pdf --index 2 intent.icc
   kvrcolor named spots.icc "PANTONE 185 C"
+  kvrcolor proof photo.tif proof.tif --side-by-side
+      How the printer of the settings ([Printer]) would print the photo, on the monitor.
+  kvrcolor gamut photo.tif mask.tif --printer press.icc
 
 Chains: without --step, the source profile (device to PCS) then the destination profile (PCS
 to device), both with --intent. The source is --from, else the profile embedded in the image,
@@ -72,7 +75,7 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "kvrcolor 0.1");
     const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
                                 RegisterInfo(app),    RegisterDump(app),   RegisterExtract(app),
-                                RegisterNamed(app)};
+                                RegisterNamed(app),   RegisterProof(app),  RegisterGamut(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
