@@ -47,10 +47,15 @@ private:
 // ones, and a neutral stands out against them.
 template <class T> constexpr T kGamutMarkLevel = T(std::numeric_limits<T>::max() / 2 + 1);
 
-// Gamut tables answer 0 inside and full scale outside; interpolation blends the two along the
-// border, so a pixel counts as out of gamut once its answer is past the middle.
-template <class T> bool OutOfGamut(T answer) {
-    return answer > std::numeric_limits<T>::max() / 2;
+// The gamut answer is 0 inside; outside, profiles give the full scale or a distance (the
+// default profiles: 256 per unit of colour difference). A pixel counts as out once the answer
+// reaches one unit, its high byte: below that lie the traces that interpolation leaves along
+// the border of the gamut.
+inline bool OutOfGamut(uint8_t answer) {
+    return answer != 0;
+}
+inline bool OutOfGamut(uint16_t answer) {
+    return answer >= 0x100;
 }
 
 // The tool writes TIFF only: a name that promises another format is refused rather than given a
