@@ -14,7 +14,7 @@ namespace {
 
 class ProofTest : public ProofFixture {
 protected:
-    // Writes an image of `spec` with samples of seed `seed`; answers the samples.
+    // Writes an image of the given layout with samples of seed `seed`; answers the samples.
     std::vector<uint16_t> Image(const std::string& name, const TiffSpec& spec, uint32_t seed = 1) {
         const auto samples = TestSamples(spec.SampleCount(), spec.bits, seed);
         WriteTiff(work / name, spec, samples);
@@ -221,9 +221,9 @@ TEST_F(ProofTest, GreyPrinterProfileIsRefusedWithoutOutput) {
     Image("in.tif", TiffSpec{});
     const std::string out = work / "out.tif";
     // A printer that is not RGB is a CMYK-plus space, which a grey profile does not fit.
-    ExpectRefused({"proof", work / "in.tif", out, "--printer",
-                   kvrtest::CorpusProfile("Gray.icc").string()},
-                  kExitProfile, out);
+    ExpectRefused(
+        {"proof", work / "in.tif", out, "--printer", kvrtest::CorpusProfile("Gray.icc").string()},
+        kExitProfile, out);
 }
 
 TEST_F(ProofTest, CmykMonitorIsRefusedWithoutOutput) {
