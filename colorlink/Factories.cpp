@@ -219,18 +219,24 @@ CMdlColorLink* CreateMonitorInvTrans(CUserSettingsMgr* usm) {
                        CMdlColorLink::LinkFmtLab, kLabChannels);
 }
 
+std::wstring GetDefaultCMYKInputProfile(CUserSettingsMgr* usm) {
+    return DefaultInputPath(Settings(usm), kInputCmykFolder, IniCpInputCmyk);
+}
+
+std::wstring GetDefaultRGBInputProfile(CUserSettingsMgr* usm) {
+    return DefaultInputPath(Settings(usm), kInputRgbFolder, IniCpInputRgb);
+}
+
 CMdlColorLink* CreateDefaultCMYKInputTrans(CUserSettingsMgr* usm) {
     usm = Settings(usm);
-    return OneStepLink(usm, DefaultInputPath(usm, kInputCmykFolder, IniCpInputCmyk),
-                       CMdlColorLink::ProfStepDevToPcs, ConfiguredIntent(usm, IniCpDefaultRiCmyk),
-                       CMdlColorLink::LinkFmtCmyk, kCmykChannels, CMdlColorLink::LinkFmtLab,
-                       kLabChannels);
+    return OneStepLink(usm, GetDefaultCMYKInputProfile(usm), CMdlColorLink::ProfStepDevToPcs,
+                       ConfiguredIntent(usm, IniCpDefaultRiCmyk), CMdlColorLink::LinkFmtCmyk,
+                       kCmykChannels, CMdlColorLink::LinkFmtLab, kLabChannels);
 }
 
 CMdlColorLink* CreateDefaultRGBInputTrans(CUserSettingsMgr* usm) {
     usm = Settings(usm);
-    return OneStepLink(usm, DefaultInputPath(usm, kInputRgbFolder, IniCpInputRgb),
-                       CMdlColorLink::ProfStepDevToPcs, ConfiguredIntent(usm, IniCpDefaultRiRgb),
-                       CMdlColorLink::LinkFmtRgb, kRgbChannels, CMdlColorLink::LinkFmtLab,
-                       kLabChannels);
+    return OneStepLink(usm, GetDefaultRGBInputProfile(usm), CMdlColorLink::ProfStepDevToPcs,
+                       ConfiguredIntent(usm, IniCpDefaultRiRgb), CMdlColorLink::LinkFmtRgb,
+                       kRgbChannels, CMdlColorLink::LinkFmtLab, kLabChannels);
 }

@@ -12,6 +12,8 @@
 // cannot carry them out.
 #pragma once
 
+#include <string>
+
 #include "base/DevicePrimColor.h"
 #include "colorlink/MdlColorLink.h"
 
@@ -61,3 +63,7 @@ CMdlColorLink* CreateMonitorInvTrans(CUserSettingsMgr* usm);
 // IniCpInputRgb in InputRgb, below IniCpBasePath) to Lab, with their intents.
 CMdlColorLink* CreateDefaultCMYKInputTrans(CUserSettingsMgr* usm);
 CMdlColorLink* CreateDefaultRGBInputTrans(CUserSettingsMgr* usm);
+// The full paths of the profiles those two factories open, for callers that name or embed them.
+// The file need not exist.
+std::wstring GetDefaultCMYKInputProfile(CUserSettingsMgr* usm);
+std::wstring GetDefaultRGBInputProfile(CUserSettingsMgr* usm);

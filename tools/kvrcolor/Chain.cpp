@@ -7,6 +7,7 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
+#include "colorlink/Factories.h"
 #include "icc/IccRecords.h"
 
 namespace fs = std::filesystem;
@@ -67,6 +68,13 @@ bool SameFile(const std::string& a, const std::string& b) {
     return ReadFileBytes(a, kExitProfile) == ReadFileBytes(b, kExitProfile);
 }
 
+// `path` if it names a regular file, else empty.
+std::string ExistingFile(const std::wstring& path) {
+    const std::string utf8 = WideToUtf8(path);
+    std::error_code ec;
+    return fs::is_regular_file(utf8, ec) ? utf8 : std::string();
+}
+
 // The default source profile of a colour space, or a clear failure.
 std::string DefaultSource(const PixelSpace& input, const std::string& inputName) {
     const std::string base = ProfileBasePath();
@@ -77,18 +85,20 @@ std::string DefaultSource(const PixelSpace& input, const std::string& inputName)
     };
     switch (input.model) {
     case ColourModel::Rgb: {
-        const std::string preferred = WideToUtf8(CRipsIniFile::Instance().GetString(IniCpInputRgb));
-        const std::string p = DefaultProfileIn("InputRgb", preferred);
+        // The profile of the default-input factory; when that file is missing, the first
+        // profile of its folder.
+        std::string p = ExistingFile(GetDefaultRGBInputProfile(&Settings()));
+        if (p.empty()) p = DefaultProfileIn("InputRgb");
         if (p.empty()) throw none("InputRgb");
         return p;
     }
     case ColourModel::Cmyk: {
-        // A configured CMYK source first; otherwise the printer's own device-to-PCS table,
-        // so that CMYK made for the default printer prints as it was meant.
-        const std::string preferred =
-            WideToUtf8(CRipsIniFile::Instance().GetString(IniCpInputCmyk));
-        if (!preferred.empty()) {
-            const std::string p = DefaultProfileIn("InputCmyk", preferred);
+        // A configured CMYK source first (the factory's file, else the first profile of its
+        // folder); otherwise the printer's own device-to-PCS table, so that CMYK made for the
+        // default printer prints as it was meant.
+        if (!Settings().GetString(IniCpInputCmyk).empty()) {
+            std::string p = ExistingFile(GetDefaultCMYKInputProfile(&Settings()));
+            if (p.empty()) p = DefaultProfileIn("InputCmyk");
             if (!p.empty()) return p;
         }
         const std::string p = DefaultProfileIn("Printer");

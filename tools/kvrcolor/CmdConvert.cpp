@@ -28,8 +28,6 @@
 
 namespace {
 
-constexpr size_t kBandBytes = 4u << 20;
-
 struct ConvertOptions {
     std::string in;
     std::string out;
@@ -82,7 +80,8 @@ void Stream(ImageReader& reader, TiffWriter& writer, CMdlColorLink& link, const 
             ParallelTrn& pool, Progress& progress) {
     const ImageInfo& info = reader.Info();
     const size_t rowMax = std::max(info.rowBytes(), spec.rowBytes());
-    const uint32_t bandRows = uint32_t(std::clamp<size_t>(kBandBytes / rowMax, 1, info.height));
+    const uint32_t bandRows =
+        uint32_t(std::clamp<size_t>(kImageBandBytes / rowMax, 1, info.height));
     const size_t bandPixels = size_t(bandRows) * info.width;
     Band<T> b;
     b.in.resize(bandPixels * info.samplesPerPixel());

@@ -17,8 +17,10 @@ struct Command {
 Command RegisterConvert(CLI::App& parent);
 Command RegisterDump(CLI::App& parent);
 Command RegisterExtract(CLI::App& parent);
+Command RegisterGamut(CLI::App& parent);
 Command RegisterInfo(CLI::App& parent);
 Command RegisterLookup(CLI::App& parent);
 Command RegisterLink(CLI::App& parent);
 Command RegisterNamed(CLI::App& parent);
 Command RegisterPreset(CLI::App& parent);
+Command RegisterProof(CLI::App& parent);

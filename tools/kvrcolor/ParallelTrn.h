@@ -14,6 +14,10 @@
 
 #include "colorlink/MdlColorLink.h"
 
+// Images are converted a band of rows at a time, about this many bytes of samples a band, so
+// that memory stays bounded whatever the size of the image.
+inline constexpr size_t kImageBandBytes = 4u << 20;
+
 class ParallelTrn {
 public:
     // Runs below this many pixels per thread are cut into fewer pieces: a piece smaller than

@@ -8,6 +8,8 @@
 #include "PixelSpace.h"
 #include "Profiles.h"
 #include "base/WideString.h"
+#include "colorspace/IccColorProfile.h"
+#include "colorspace/ProfileQueries.h"
 #include "icc/IccDump.h"
 #include "icc/IccProfile.h"
 #include "icc/IccRecords.h"
@@ -80,6 +82,26 @@ std::string Line(const char* label, const std::string& value) {
 std::string Format(const char* format, double a, double b, double c) {
     char text[96];
     std::snprintf(text, sizeof text, format, a, b, c);
+    return text;
+}
+
+// What the print side reads from an output profile: the description as its profile record gives
+// it (the private description tags win over desc), the ink limit measured on its own B2A tables
+// and the header illuminant beside the media white.
+std::string OutputProfileLines(const std::string& path) {
+    const std::wstring wide = Utf8ToWide(path);
+    std::string text;
+    CIccColorProfile record;
+    if (record.LoadIccFile(wide.c_str(), &Settings()))
+        text += Line("Shown as:", WideToUtf8(record.Description()));
+    const int inkLimit = GetProfileInkLimit(&Settings(), wide.c_str());
+    text += Line("Ink limit:", inkLimit > 0 ? std::to_string(inkLimit) + " % (highest ink sum of "
+                                                                         "its B2A tables)"
+                                            : std::string("none measured (no B2A table)"));
+    double white[3] = {}, illuminant[3] = {};
+    GetProfileMediaWhite(&Settings(), wide.c_str(), white, illuminant);
+    text += Line("Illuminant:",
+                 Format("X %.2f  Y %.2f  Z %.2f", illuminant[0], illuminant[1], illuminant[2]));
     return text;
 }
 } // namespace
@@ -157,6 +179,7 @@ std::string ProfileInfoText(const std::string& path) {
     } else {
         text += Line("Media white:", "none");
     }
+    if (h.deviceClass == icSigOutputClass) text += OutputProfileLines(path);
     text += Line("Rendering intent:", std::to_string(h.renderingIntent) + " (" +
                                           HeaderIntentName(h.renderingIntent) + ")");
     text += Line("Tags:", std::to_string(profile->GetCount()));

@@ -31,6 +31,9 @@ Examples:
   kvrcolor preset new PsCs Office
   kvrcolor preset set PsCs Office InputProfileRGBPixel=AdobeRGB1998.icc RI_RGBPixel=3
   kvrcolor preset export PsCs Office office.zip   (and on another machine: preset import)
+  kvrcolor proof photo.tif proof.tif --side-by-side
+      How the printer of the settings ([Printer]) would print the photo, on the monitor.
+  kvrcolor gamut photo.tif mask.tif --printer press.icc
 
 Chains: without --step, the source profile (device to PCS) then the destination profile (PCS
 to device), both with --intent. The source is --from, else the profile embedded in the image,
@@ -75,7 +78,8 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "kvrcolor 0.1");
     const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
                                 RegisterInfo(app),    RegisterDump(app),   RegisterExtract(app),
-                                RegisterNamed(app),   RegisterPreset(app)};
+                                RegisterNamed(app),   RegisterPreset(app), RegisterProof(app),
+                                RegisterGamut(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
