@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 class CException : public std::exception {
 public:
@@ -75,9 +76,15 @@ public:
 class CStringException : public CException {
 public:
     explicit CStringException(std::string text) : m_text(std::move(text)) {}
+    CStringException(std::string text, int line, std::wstring file)
+        : m_text(std::move(text)), m_line(line), m_file(std::move(file)) {}
     const char* what() const noexcept override { return m_text.c_str(); }
 
-    std::string m_text;
+    std::string m_text;  // UTF-8
+    int m_line = 0;      // where it was thrown, when the thrower says so
+    std::wstring m_file; // the throwing module's name, when the thrower says so
 };
 
 [[noreturn]] void ThrowStringException(const std::string& text);
+// Wide text, with the line and the module of the throw: the form of the lcms wrapper.
+[[noreturn]] void ThrowStringException(const std::wstring& text, int line, const wchar_t* file);

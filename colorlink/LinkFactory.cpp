@@ -4,6 +4,7 @@
 #include "base/Settings.h"
 #include "colorlink/MdlColorLink.h"
 #include "colorlink/icm/WinColorLink.h"
+#include "colorlink/lcms/LcmsColorLink.h"
 #include "colorlink/native/ColorLink.h"
 
 CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
@@ -13,9 +14,7 @@ CMdlColorLink* CreateMdlColorLink(CUserSettingsMgr* settings) {
     case 2: // Windows ICM, with the engine of IniCpSelectCMM
         return new CWinColorLink(settings, uint32_t(settings->GetInt(IniCpSelectCMM)));
     case 4: // lcms2
-        // Temporary limit: the lcms back-end is not in this build yet; this value gives the
-        // native back-end until it is.
-        return new CColorLink(settings);
+        return new CLcmsColorLink(settings);
     default: // 3 and every other value: the native back-end, the default
         return new CColorLink(settings);
     }
