@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "CliError.h"
-#include "TempOutput.h"
+#include "SafeOutput.h"
 
 namespace {
 
@@ -27,13 +27,15 @@ bool IsPdf(const std::vector<uint8_t>& head) {
 } // namespace
 
 void EmbeddedProfiles::Write(size_t index, const std::string& outPath) {
-    WriteProfileFile(outPath, Bytes(index));
+    WriteProfileFile(outPath, Bytes(index), {m_path});
 }
 
-void WriteProfileFile(const std::string& outPath, const std::vector<uint8_t>& bytes) {
-    TempOutput out(outPath);
-    FILE* f = std::fopen(out.tempPath().c_str(), "wb");
+void WriteProfileFile(const std::string& outPath, const std::vector<uint8_t>& bytes,
+                      const std::vector<std::string>& inputs) {
+    SafeOutput out(outPath, inputs);
+    FILE* f = ::fdopen(out.fd(), "wb");
     if (!f) throw CliError(kExitOutput, outPath + ": cannot be written");
+    out.ReleaseFd(); // closed with the stream
     const bool written =
         bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
     if (std::fclose(f) != 0 || !written)

@@ -47,4 +47,6 @@ std::unique_ptr<EmbeddedProfiles> OpenJpegProfiles(const std::string& path);
 
 // Writes bytes to `outPath` through a temporary that is renamed at the end. Throws CliError
 // (output).
-void WriteProfileFile(const std::string& outPath, const std::vector<uint8_t>& bytes);
+// `inputs`: the files read, which the output may not be.
+void WriteProfileFile(const std::string& outPath, const std::vector<uint8_t>& bytes,
+                      const std::vector<std::string>& inputs);
