@@ -156,10 +156,10 @@ std::vector<uint16_t> Run(CMdlColorLink& link, Engine engine, const ResolvedChai
     }
     std::vector<uint8_t> in8(count * nIn), out8(count * nOut);
     for (size_t i = 0; i < in8.size(); ++i) in8[i] = Narrow(s.codes[i], chain.in);
-    const bool bgr = engine == Engine::Icm; // the ICM engine's RGB is blue, green, red
-    if (bgr && chain.in.model == ColourModel::Rgb) SwapRedBlue(in8.data(), count);
+    const bool icm = engine == Engine::Icm; // it has channels of its own order
+    if (icm && IcmReversesChannels(chain.in, true)) ReverseChannels(in8.data(), count, nIn);
     link.TrnPixels8(in8.data(), out8.data(), unsigned(count));
-    if (bgr && chain.out.model == ColourModel::Rgb) SwapRedBlue(out8.data(), count);
+    if (icm && IcmReversesChannels(chain.out, false)) ReverseChannels(out8.data(), count, nOut);
     for (size_t i = 0; i < out.size(); ++i) out[i] = Widen(out8[i], chain.out);
     return out;
 }

@@ -38,17 +38,17 @@ struct ConvertOptions {
     bool quiet = false;
 };
 
-// How the pixels meet the link: the ICM engine takes RGB as blue, green, red.
+// How the pixels meet the link: the ICM engine takes some with their channels reversed.
 struct LinkSides {
-    bool swapIn = false;
-    bool swapOut = false;
+    unsigned reverseIn = 0;  // channels of an input pixel to reverse, 0 for none
+    unsigned reverseOut = 0; // the same for the output
 };
 
 void Transform(ParallelTrn& pool, CMdlColorLink& link, uint8_t* src, uint8_t* dst, size_t n,
                const LinkSides& sides) {
-    if (sides.swapIn) SwapRedBlue(src, n);
+    if (sides.reverseIn) ReverseChannels(src, n, sides.reverseIn);
     pool.Pixels8(link, src, dst, n);
-    if (sides.swapOut) SwapRedBlue(dst, n);
+    if (sides.reverseOut) ReverseChannels(dst, n, sides.reverseOut);
 }
 void Transform(ParallelTrn& pool, CMdlColorLink& link, uint16_t* src, uint16_t* dst, size_t n,
                const LinkSides&) {
@@ -153,8 +153,8 @@ int RunConvert(const ConvertOptions& o) {
     auto link = BuildLink(chain);
     LinkSides sides;
     if (chain.engine.engine == Engine::Icm) {
-        sides.swapIn = chain.in.model == ColourModel::Rgb;
-        sides.swapOut = chain.out.model == ColourModel::Rgb;
+        if (IcmReversesChannels(chain.in, true)) sides.reverseIn = chain.in.channels;
+        if (IcmReversesChannels(chain.out, false)) sides.reverseOut = chain.out.channels;
     }
     chain.embedded.reset(); // the link has read it
     const double linkSeconds = std::chrono::duration<double>(Clock::now() - start).count();

@@ -1,5 +1,6 @@
 #include "Engine.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <utility>
 
@@ -88,6 +89,10 @@ EngineChoice ChooseEngine(Engine requested, const ResolvedChain& chain) {
                                       "black-preserving intent as the plain one); use lcms");
         if (!chain.gradation.empty())
             throw CliError(kExitLink, "the icm engine applies no gradation; use lcms");
+        // Its grey and gamut pixels are three samples each, which no image of the tool has.
+        if (chain.in.model == ColourModel::Gray || chain.out.model == ColourModel::Gamut)
+            throw CliError(kExitLink, "the icm engine takes grey and gives the gamut answer as "
+                                      "three samples a pixel; use native or lcms");
         return {Engine::Icm, "asked for (--engine icm)"};
     }
     throw CliError(kExitInternal, "no engine");
@@ -109,6 +114,18 @@ bool Converts16Bit(Engine engine) {
     return engine != Engine::Icm;
 }
 
-void SwapRedBlue(unsigned char* pixels, size_t count) {
-    for (size_t i = 0; i < count; ++i) std::swap(pixels[3 * i], pixels[3 * i + 2]);
+bool IcmReversesChannels(const PixelSpace& space, bool input) {
+    switch (space.model) {
+    case ColourModel::Rgb:
+    case ColourModel::Cmyk:
+        return true;
+    case ColourModel::NColor:
+        return !input && space.channels == 4;
+    default:
+        return false;
+    }
+}
+
+void ReverseChannels(unsigned char* pixels, size_t count, unsigned channels) {
+    for (size_t i = 0; i < count; ++i, pixels += channels) std::reverse(pixels, pixels + channels);
 }

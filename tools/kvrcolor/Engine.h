@@ -9,7 +9,10 @@
 // silently replaced.
 #pragma once
 
+#include <cstddef>
 #include <string>
+
+#include "PixelSpace.h"
 
 class CUserSettingsMgr;
 struct ResolvedChain;
@@ -39,6 +42,9 @@ CUserSettingsMgr& EngineSettings(Engine engine);
 // Whether the engine converts 16-bit pixels; the ICM engine takes 8-bit pixels only.
 bool Converts16Bit(Engine engine);
 
-// What the ICM engine takes as RGB is blue, green, red: swaps the first and third sample of
-// each pixel of three samples in place.
-void SwapRedBlue(unsigned char* pixels, size_t count);
+// The ICM engine takes and gives some pixels with their channels in reverse order: RGB as blue,
+// green, red on both sides, CMYK as K, Y, M, C on both sides, and four inks (N-colour) as
+// K, Y, M, C on the output side. Whether that is so for `space` on one side:
+bool IcmReversesChannels(const PixelSpace& space, bool input);
+// Reverses the channels of each of `count` pixels of `channels` samples in place.
+void ReverseChannels(unsigned char* pixels, size_t count, unsigned channels);
