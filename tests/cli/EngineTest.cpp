@@ -4,6 +4,7 @@
 // by name; gradation files.
 #include <gtest/gtest.h>
 #include <lcms2.h>
+#include <tiffio.h>
 
 #include <algorithm>
 #include <cmath>
@@ -255,6 +256,25 @@ TEST_F(EngineTest, AutoChoosesLcmsForMoreThanFourInputs) {
                                      0, 30000, 1000, 2000, 3000, 4000,  5000};
     ExpectLcmsChosen({"--from", s_p.five, "--to", s_p.cmyk}, inks, 5,
                      LcmsPixels({five.h, cmyk.h}, INTENT_PERCEPTUAL, inks, 5), "5 input channels");
+}
+
+TEST_F(EngineTest, FiveInkImageConvertsWithLcmsUnderAuto) {
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_SEPARATED;
+    spec.samplesPerPixel = 5;
+    const auto in = TestSamples(spec.SampleCount(), 8, 6);
+    WriteTiff(work / "five.tif", spec, in);
+    const RunResult r = RunCli(
+        {"convert", work / "five.tif", work / "out.tif", "--from", s_p.five, "--to", s_p.cmyk});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("engine lcms (auto: "), std::string::npos) << r.out;
+    // lcms2's 16-bit answer for the widened 8-bit inks, narrowed again.
+    std::vector<uint16_t> wide(in.size());
+    for (size_t i = 0; i < in.size(); ++i) wide[i] = uint16_t(in[i] * 257);
+    const Profile five(s_p.five), cmyk(s_p.cmyk);
+    std::vector<uint16_t> expected = LcmsPixels({five.h, cmyk.h}, INTENT_PERCEPTUAL, wide, 5);
+    for (auto& v : expected) v = uint16_t((v * 255u + 32767u) / 65535u);
+    ExpectClose(ReadTiff(work / "out.tif").samples, expected, 1);
 }
 
 TEST_F(EngineTest, AutoChoosesLcmsForVersionFourTableWithLabConnectionSpace) {
