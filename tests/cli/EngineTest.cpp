@@ -467,6 +467,19 @@ TEST_F(EngineTest, GradationFileWithBadNumberIsRefusedNamingTheLine) {
     EXPECT_NE(r.err.find("missing.txt: gradation file cannot be read"), std::string::npos) << r.err;
 }
 
+TEST_F(EngineTest, GradationOfThreeCurvesForRgbOutputIsRefusedByLcmsWithTheReason) {
+    // lcms2 has no device space of three curves to make the curves' link in.
+    WriteGradation(work / "rgb.txt", 3);
+    const RunResult r =
+        Lookup({"--from", s_p.rgb, "--to", s_p.rgbAlt, "--gradation", work / "rgb.txt"}, "1,2,3");
+    EXPECT_EQ(r.code, 5) << r.err;
+    EXPECT_EQ(LineCount(r.err), 1u) << r.err;
+    EXPECT_NE(r.err.find("the lcms engine refused the gradation: error 901 (3 curves for RGB"),
+              std::string::npos)
+        << r.err;
+    EXPECT_EQ(r.out, "");
+}
+
 TEST_F(EngineTest, GradationNeedsAChainEndingInDeviceValues) {
     WriteGradation(work / "cal.txt", 3);
     const RunResult r =

@@ -175,7 +175,7 @@ struct TransformDeleter {
 // device output, by the version-2 encoding for Lab output.
 class LabMeter {
 public:
-    LabMeter(const ResolvedChain& chain) : m_out(chain.out) {
+    explicit LabMeter(const ResolvedChain& chain) : m_out(chain.out) {
         if (chain.out.model == ColourModel::Lab) return;
         if (chain.out.model == ColourModel::Gamut)
             throw CliError(kExitUsage, "compare measures colours; a gamut answer is none");

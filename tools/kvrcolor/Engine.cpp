@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <utility>
 
 #include "Chain.h"
 #include "CliError.h"
