@@ -277,6 +277,25 @@ TEST_F(EngineTest, FiveInkImageConvertsWithLcmsUnderAuto) {
     ExpectClose(ReadTiff(work / "out.tif").samples, expected, 1);
 }
 
+TEST_F(EngineTest, CopyingChainIsNativeOnly) {
+    // Six inks into the profile they are in already: nothing to convert, the inks pass.
+    TiffSpec spec;
+    spec.photometric = PHOTOMETRIC_SEPARATED;
+    spec.samplesPerPixel = 6;
+    const auto in = TestSamples(spec.SampleCount(), 8, 10);
+    WriteTiff(work / "six.tif", spec, in);
+    RunResult r =
+        RunCli({"convert", work / "six.tif", work / "out.tif", "--from", s_p.six, "--to", s_p.six});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(ReadTiff(work / "out.tif").samples, in);
+    r = RunCli({"convert", work / "six.tif", work / "out2.tif", "--from", s_p.six, "--to", s_p.six,
+                "--engine", "lcms"});
+    EXPECT_EQ(r.code, 5) << r.err;
+    EXPECT_NE(r.err.find("only the native engine makes a copying link"), std::string::npos)
+        << r.err;
+    EXPECT_FALSE(fs::exists(work / "out2.tif"));
+}
+
 TEST_F(EngineTest, AutoChoosesLcmsForVersionFourTableWithLabConnectionSpace) {
     const std::string v4 = WriteV4Printer(work / "v4lab.icc", cmsSigLabData, {9, 9, 9, 9});
     const Profile rgb(s_p.rgb), dst(v4);
