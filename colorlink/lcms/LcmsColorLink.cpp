@@ -20,8 +20,21 @@ constexpr cmsUInt32Number kCmykGrid = 0xD0000;
 
 void SilentLog(cmsContext, cmsUInt32Number, const char*) {}
 
+// The n-colour spaces of 5 to 15 channels: the ICC's '5CLR' to 'FCLR', which profiles carry,
+// and lcms2's own 'MCH5' to 'MCHF'.
 bool IsNClr(cmsColorSpaceSignature s) {
     switch (s) {
+    case cmsSig5colorData:
+    case cmsSig6colorData:
+    case cmsSig7colorData:
+    case cmsSig8colorData:
+    case cmsSig9colorData:
+    case cmsSig10colorData:
+    case cmsSig11colorData:
+    case cmsSig12colorData:
+    case cmsSig13colorData:
+    case cmsSig14colorData:
+    case cmsSig15colorData:
     case cmsSigMCH5Data:
     case cmsSigMCH6Data:
     case cmsSigMCH7Data:

@@ -1,6 +1,6 @@
-// kvrcolor refuses, with the reason, the chains that the native engine as designed would not
-// convert as their profiles mean, instead of writing wrong colours with exit status 0; and a
-// missing table is explained by what is actually the matter with the profile.
+// kvrcolor with --engine native refuses, with the reason, the chains that the native engine as
+// designed would not convert as their profiles mean, instead of writing wrong colours with exit
+// status 0; and a missing table is explained by what is actually the matter with the profile.
 #include <gtest/gtest.h>
 #include <lcms2.h>
 
@@ -51,8 +51,9 @@ protected:
     }
     static void TearDownTestSuite() { s_dir.reset(); }
 
+    // With the native engine chosen: the refusals are its own.
     static RunResult Lookup(const std::vector<std::string>& chain, const std::string& colour) {
-        std::vector<std::string> args{"lookup"};
+        std::vector<std::string> args{"lookup", "--engine", "native"};
         args.insert(args.end(), chain.begin(), chain.end());
         args.push_back(colour);
         return RunCli(args);

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "CliError.h"
+#include "Gradation.h"
 #include "NativeLimits.h"
 #include "base/IniEntries.h"
 #include "base/Settings.h"
@@ -185,7 +186,10 @@ std::string EmbeddedSource(ResolvedChain& chain, const std::vector<uint8_t>& emb
 }
 } // namespace
 
-ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
+namespace {
+
+// The profiles of the chain, in order, with the formats at both ends.
+ResolvedChain ResolveSteps(const ChainOptions& options, const PixelSpace& input,
                            const std::string& inputName, const std::vector<uint8_t>& embedded) {
     const enmRenderingIntent intent =
         options.intent.empty() ? kDefaultIntent : ParseIntent(options.intent);
@@ -251,14 +255,36 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
     return chain;
 }
 
+// The gradation follows the step that gives the device values of the output: a destination
+// (pcs2dev) or a device link. Its curves are the output's channels.
+void AddGradationFile(ResolvedChain& chain, const std::string& path) {
+    if (path.empty()) return;
+    const bool deviceOut = chain.out.model != ColourModel::Lab &&
+                           chain.out.model != ColourModel::Gamut && !chain.steps.empty();
+    const int lastKind = chain.steps.empty() ? 0 : chain.steps.back().kind;
+    if (!deviceOut || (lastKind != CMdlColorLink::ProfStepPcsToDev &&
+                       lastKind != CMdlColorLink::ProfStepDevToPcs))
+        throw CliError(kExitUsage, "--gradation follows the printer step: the chain must end "
+                                   "in device values (a destination profile or a device link)");
+    chain.gradation = ReadGradation(path, chain.out.channels);
+}
+} // namespace
+
+ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
+                           const std::string& inputName, const std::vector<uint8_t>& embedded) {
+    const Engine requested = ParseEngine(options.engine);
+    ResolvedChain chain = ResolveSteps(options, input, inputName, embedded);
+    AddGradationFile(chain, options.gradation);
+    chain.engine = ChooseEngine(requested, chain);
+    return chain;
+}
+
 std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain) {
-    // The native engine (any engine setting but 2 and 4) refuses, through the tool, what it would
-    // not do as the profiles mean.
-    const int engine = Settings().GetInt(IniCpCMS);
-    if (engine != 2 && engine != 4)
-        if (const std::string why = NativeLimit(chain); !why.empty())
-            throw CliError(kExitLink, why);
-    std::unique_ptr<CMdlColorLink> link(CreateMdlColorLink(&Settings()));
+    return BuildLink(chain, chain.engine.engine);
+}
+
+std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain, Engine engine) {
+    std::unique_ptr<CMdlColorLink> link(CreateMdlColorLink(&EngineSettings(engine)));
     if (!link) throw CliError(kExitInternal, "the library made no link");
     for (const auto& step : chain.steps) {
         const std::string shown =
@@ -274,6 +300,18 @@ std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain) {
                                           meaning + ", step " + StepKindName(step.kind) +
                                           ", intent " + IntentName(step.intent) + ")");
         }
+    }
+    if (!chain.gradation.empty()) {
+        std::vector<unsigned short*> curves;
+        std::vector<std::vector<uint16_t>> copies = chain.gradation; // the interface takes them
+        for (auto& c : copies) curves.push_back(c.data());           // as writable pointers
+        if (!link->SupportsGradation() || !link->AddGradation(curves))
+            throw CliError(kExitLink, DescribeChain(chain) + ": the " + EngineName(engine) +
+                                          " engine refused the gradation: error " +
+                                          std::to_string(link->GetLinkError()) + " (" +
+                                          std::to_string(curves.size()) + " curves for " +
+                                          SpaceName(chain.out) +
+                                          "; it takes grey, CMYK and 5 to 15 inks)");
     }
     if (!link->CreateLink(LinkFormat(chain.in), chain.in.channels, LinkFormat(chain.out),
                           chain.out.channels)) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Engine.h"
 #include "Options.h"
 #include "PixelSpace.h"
 #include "Profiles.h"
@@ -22,6 +23,10 @@ struct ResolvedChain {
     std::string outputProfile;
     // A profile embedded in the input, written out for the link while it is built.
     std::unique_ptr<TempProfileFile> embedded;
+    // --gradation: one 256-entry curve per output channel after the last step; empty for none.
+    std::vector<std::vector<uint16_t>> gradation;
+    // The engine that converts the chain (--engine, resolved), and why.
+    EngineChoice engine;
 };
 
 // The chain for pixels of `input`. `inputName` names the pixels' origin in messages (the image
@@ -36,9 +41,12 @@ ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
 // --from), RGB if there is no profile to tell.
 PixelSpace ImpliedInputSpace(const ChainOptions& options);
 
-// Makes a link of the back-end that the settings choose (CreateMdlColorLink), adds the steps
-// and builds it. Throws CliError (kExitLink) with the library's error number.
+// Makes a link of the chain's engine (CreateMdlColorLink with the settings of that engine), adds
+// the steps and the gradation and builds it. Throws CliError (kExitLink) with the library's
+// error number.
 std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain);
+// The same with another engine (not Auto), whatever the chain's choice was.
+std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain, Engine engine);
 
 // A short text of the chain for messages: "a.icc -> b.icc".
 std::string DescribeChain(const ResolvedChain& chain);

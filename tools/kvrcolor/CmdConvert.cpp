@@ -1,5 +1,4 @@
-// kvrcolor convert IN OUT: an image through a chain of profiles with the link of the back-end
-// that the settings choose.
+// kvrcolor convert IN OUT: an image through a chain of profiles with the engine of --engine.
 //
 // The image streams through in bands of rows: read a band, convert it on the threads of
 // --threads (all cores by default, never more than the cores), write it. A band holds about
@@ -37,11 +36,20 @@ struct ConvertOptions {
     bool quiet = false;
 };
 
-void Transform(ParallelTrn& pool, CMdlColorLink& link, const uint8_t* src, uint8_t* dst, size_t n) {
+// How the pixels meet the link: the ICM engine takes some with their channels reversed.
+struct LinkSides {
+    unsigned reverseIn = 0;  // channels of an input pixel to reverse, 0 for none
+    unsigned reverseOut = 0; // the same for the output
+};
+
+void Transform(ParallelTrn& pool, CMdlColorLink& link, uint8_t* src, uint8_t* dst, size_t n,
+               const LinkSides& sides) {
+    if (sides.reverseIn) ReverseChannels(src, n, sides.reverseIn);
     pool.Pixels8(link, src, dst, n);
+    if (sides.reverseOut) ReverseChannels(dst, n, sides.reverseOut);
 }
-void Transform(ParallelTrn& pool, CMdlColorLink& link, const uint16_t* src, uint16_t* dst,
-               size_t n) {
+void Transform(ParallelTrn& pool, CMdlColorLink& link, uint16_t* src, uint16_t* dst, size_t n,
+               const LinkSides&) {
     pool.Pixels16(link, src, dst, n);
 }
 
@@ -55,7 +63,7 @@ template <class T> struct Band {
 // bring them into the file's encoding, and put the extra channels back unchanged.
 template <class T>
 void ConvertBand(CMdlColorLink& link, const ImageInfo& info, const OutputSpec& spec, Band<T>& b,
-                 size_t pixels, ParallelTrn& pool) {
+                 size_t pixels, ParallelTrn& pool, const LinkSides& sides) {
     const size_t nIn = info.space.channels, nOut = spec.space.channels, ex = info.extras;
     T* src = b.in.data();
     T* dst = b.out.data();
@@ -65,7 +73,7 @@ void ConvertBand(CMdlColorLink& link, const ImageInfo& info, const OutputSpec& s
         for (size_t p = 0; p < pixels; ++p) std::copy_n(&b.in[p * (nIn + ex)], nIn, &src[p * nIn]);
     }
     DecodeToLink(info, src, pixels);
-    Transform(pool, link, src, dst, pixels);
+    Transform(pool, link, src, dst, pixels, sides);
     EncodeFromLink(spec.lab, dst, pixels);
     if (ex) {
         for (size_t p = 0; p < pixels; ++p) {
@@ -77,7 +85,7 @@ void ConvertBand(CMdlColorLink& link, const ImageInfo& info, const OutputSpec& s
 
 template <class T>
 void Stream(ImageReader& reader, TiffWriter& writer, CMdlColorLink& link, const OutputSpec& spec,
-            ParallelTrn& pool, Progress& progress) {
+            ParallelTrn& pool, Progress& progress, const LinkSides& sides) {
     const ImageInfo& info = reader.Info();
     const size_t rowMax = std::max(info.rowBytes(), spec.rowBytes());
     const uint32_t bandRows =
@@ -93,7 +101,7 @@ void Stream(ImageReader& reader, TiffWriter& writer, CMdlColorLink& link, const 
     for (uint32_t row = 0; row < info.height;) {
         const uint32_t n = std::min(bandRows, info.height - row);
         reader.ReadRows(n, b.in.data());
-        ConvertBand(link, info, spec, b, size_t(n) * info.width, pool);
+        ConvertBand(link, info, spec, b, size_t(n) * info.width, pool, sides);
         writer.WriteRows(n, b.out.data());
         row += n;
         progress.Update(row);
@@ -136,7 +144,17 @@ int RunConvert(const ConvertOptions& o) {
     const ImageInfo& info = reader->Info();
 
     ResolvedChain chain = ResolveChain(o.chain, info.space, o.in, info.icc);
+    if (info.bits == 16 && !Converts16Bit(chain.engine.engine))
+        throw CliError(kExitLayout, o.in + ": 16-bit pixels; the " +
+                                        EngineName(chain.engine.engine) +
+                                        " engine converts 8-bit pixels only (use --engine native "
+                                        "or lcms)");
     auto link = BuildLink(chain);
+    LinkSides sides;
+    if (chain.engine.engine == Engine::Icm) {
+        if (IcmReversesChannels(chain.in, true)) sides.reverseIn = chain.in.channels;
+        if (IcmReversesChannels(chain.out, false)) sides.reverseOut = chain.out.channels;
+    }
     chain.embedded.reset(); // the link has read it
     const double linkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
 
@@ -159,9 +177,9 @@ int RunConvert(const ConvertOptions& o) {
         Progress progress(info.height, !o.quiet);
         ParallelTrn pool(o.threads);
         if (info.bits == 8)
-            Stream<uint8_t>(*reader, writer, *link, spec, pool, progress);
+            Stream<uint8_t>(*reader, writer, *link, spec, pool, progress, sides);
         else
-            Stream<uint16_t>(*reader, writer, *link, spec, pool, progress);
+            Stream<uint16_t>(*reader, writer, *link, spec, pool, progress, sides);
         writer.Finish();
         output.Commit();
     }
@@ -172,10 +190,11 @@ int RunConvert(const ConvertOptions& o) {
         // With the image on standard output the summary goes to the error stream.
         std::fprintf(o.out == "-" ? stderr : stdout,
                      "%s: %ux%u %s %u-bit -> %s, %.1f MPixel in %.2f s, %.1f MPixel/s "
-                     "(link %.2f s)\n",
+                     "(link %.2f s), engine %s (%s)\n",
                      o.out.c_str(), info.width, info.height, SpaceName(info.space).c_str(),
                      info.bits, SpaceName(chain.out).c_str(), mpixel, seconds,
-                     seconds > 0 ? mpixel / seconds : 0.0, linkSeconds);
+                     seconds > 0 ? mpixel / seconds : 0.0, linkSeconds,
+                     EngineName(chain.engine.engine), chain.engine.why.c_str());
     }
     return kExitOk;
 }

@@ -49,13 +49,17 @@ int RunLink(const LinkOptions& o) {
     const PixelSpace in =
         o.inFormat.empty() ? ImpliedInputSpace(o.chain) : ParseInFormat(o.inFormat);
     const ResolvedChain chain = ResolveChain(o.chain, in, "the input");
+    // Only a native link has a table to save; no other engine is put in its place.
+    if (chain.engine.engine != Engine::Native)
+        throw CliError(kExitLink, DescribeChain(chain) +
+                                      ": link saves the native engine's table "
+                                      "and is native-only; the chain needs " +
+                                      EngineName(chain.engine.engine) + " (" + chain.engine.why +
+                                      ")");
     auto link = BuildLink(chain);
     // The one place where the tool needs the native link itself: its table is what is saved.
     const auto* native = dynamic_cast<const CColorLink*>(link.get());
-    if (!native)
-        throw CliError(kExitLink, DescribeChain(chain) +
-                                      ": the colour engine of the settings is not the native one; "
-                                      "only a native link has a table to save");
+    if (!native) throw CliError(kExitInternal, "the native engine made no native link");
     const CFunc_16TabBaseMft* table = native->Table16();
     if (!table)
         throw CliError(kExitLink, DescribeChain(chain) + ": the link copies its input and has no "

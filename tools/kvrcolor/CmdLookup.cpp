@@ -35,6 +35,11 @@ int RunLookup(const LookupOptions& o) {
         o.inFormat.empty() ? ImpliedInputSpace(o.chain) : ParseInFormat(o.inFormat);
     const Units units = o.units == "16" ? Units::Codes16 : Units::Natural;
     const ResolvedChain chain = ResolveChain(o.chain, in, "the input");
+    if (!Converts16Bit(chain.engine.engine))
+        throw CliError(kExitLink, std::string("lookup works in 16 bits; the ") +
+                                      EngineName(chain.engine.engine) +
+                                      " engine converts 8-bit pixels only (use --engine native "
+                                      "or lcms)");
 
     std::vector<uint16_t> codes;
     size_t count = 0;
@@ -65,6 +70,11 @@ int RunLookup(const LookupOptions& o) {
     if (count == 0) throw CliError(kExitUsage, "lookup: no colour values given");
 
     auto link = BuildLink(chain);
+    // stdout holds the colours alone; that another engine than the native one took the chain
+    // is worth a line on the error stream.
+    if (chain.engine.engine != Engine::Native)
+        std::fprintf(stderr, "kvrcolor: engine %s (%s)\n", EngineName(chain.engine.engine),
+                     chain.engine.why.c_str());
     std::vector<uint16_t> result(count * chain.out.channels);
     for (size_t done = 0; done < count;) {
         const unsigned n = unsigned(std::min<size_t>(count - done, 1u << 20));

@@ -14,6 +14,7 @@ struct Command {
     std::function<int()> run;
 };
 
+Command RegisterCompare(CLI::App& parent);
 Command RegisterConvert(CLI::App& parent);
 Command RegisterDump(CLI::App& parent);
 Command RegisterExtract(CLI::App& parent);

@@ -116,8 +116,8 @@ bool UnevenGrid(const RawProfile& p, uint32_t sig) {
 std::string StepLimit(const StepSpec& step) {
     if (step.intent >= IntentPerceptualKeepK && step.intent <= IntentRelativeBpcKeepPlane)
         return std::string("intent ") + IntentName(step.intent) +
-               " keeps black, which only the lcms engine carries out (settings CMS=4); the "
-               "native engine would convert it as " +
+               " keeps black, which only the lcms engine carries out; the native engine "
+               "would convert it as " +
                IntentName(TranslateBlackPreservingRI(step.intent));
     const RawProfile p(ReadFileBytes(step.path, kExitProfile));
     const uint32_t space = p.Header(offsetof(icHeader, colorSpace));
@@ -152,6 +152,8 @@ std::string StepLimit(const StepSpec& step) {
 } // namespace
 
 std::string NativeLimit(const ResolvedChain& chain) {
+    if (!chain.gradation.empty())
+        return "a gradation (--gradation), which only the lcms engine applies";
     for (const StepSpec& step : chain.steps)
         if (std::string why = StepLimit(step); !why.empty()) return why;
     return {};

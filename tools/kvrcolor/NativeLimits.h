@@ -1,6 +1,7 @@
 // The chains that the native engine, as designed, does not carry out as their ICC profiles
-// mean. The library keeps its designed behaviour; the tool refuses such a chain with the reason
-// instead of writing an image in wrong colours.
+// mean. The library keeps its designed behaviour; the tool converts such a chain with lcms2
+// (--engine auto) or refuses it with the reason (--engine native) instead of writing an image in
+// wrong colours.
 #pragma once
 
 #include <string>
@@ -9,6 +10,7 @@ struct ResolvedChain;
 
 // The reason the native engine would not do what the chain's profiles mean, naming the file;
 // empty when it does. Reads each step's profile. Cases:
+// - a gradation after the printer step: the native link has no curves step;
 // - a black-preserving intent (6 to 13): the native engine reduces it to its plain intent;
 // - a grey profile with a Lab connection space: the native grey stage reads XYZ;
 // - a device-to-connection-space step of more than four channels: no native table has them;

@@ -11,25 +11,30 @@ struct IntentEntry {
     const char* name;
     enmRenderingIntent value;
     const char* meaning;
+    const char* engines; // which engines carry it out as named
 };
 
-// Numbers as in the library's enmRenderingIntent. The native engine reduces 6 to 13 to
-// 1, 2, 3, 5; the names are accepted so that scripts written for other engines keep working.
+// Numbers as in the library's enmRenderingIntent. Only lcms2 keeps black; the native and icm
+// engines would reduce 6 to 13 to 1, 2, 3, 5, so the tool sends those chains to lcms2 (auto) or
+// refuses them. The icm engine has no black point compensation.
 constexpr IntentEntry kIntents[] = {
-    {"default", IntentDefault, "whatever the profile takes first"},
-    {"perceptual", IntentPerceptual, "perceptual"},
-    {"relative", IntentRelative, "relative colorimetric"},
-    {"saturation", IntentSaturation, "saturation"},
-    {"absolute", IntentAbsolute, "absolute colorimetric"},
-    {"relative-bpc", IntentRelativeBpc, "relative colorimetric with black point compensation"},
-    {"perceptual-keep-k", IntentPerceptualKeepK, "perceptual, black kept as K only"},
-    {"relative-keep-k", IntentRelativeKeepK, "relative, black kept as K only"},
-    {"saturation-keep-k", IntentSaturationKeepK, "saturation, black kept as K only"},
-    {"relative-bpc-keep-k", IntentRelativeBpcKeepK, "relative with BPC, black kept as K only"},
-    {"perceptual-keep-plane", IntentPerceptualKeepPlane, "perceptual, K plane kept"},
-    {"relative-keep-plane", IntentRelativeKeepPlane, "relative, K plane kept"},
-    {"saturation-keep-plane", IntentSaturationKeepPlane, "saturation, K plane kept"},
-    {"relative-bpc-keep-plane", IntentRelativeBpcKeepPlane, "relative with BPC, K plane kept"},
+    {"default", IntentDefault, "whatever the profile takes first", "all"},
+    {"perceptual", IntentPerceptual, "perceptual", "all"},
+    {"relative", IntentRelative, "relative colorimetric", "all"},
+    {"saturation", IntentSaturation, "saturation", "all"},
+    {"absolute", IntentAbsolute, "absolute colorimetric", "all"},
+    {"relative-bpc", IntentRelativeBpc, "relative colorimetric with black point compensation",
+     "native, lcms; icm: as relative"},
+    {"perceptual-keep-k", IntentPerceptualKeepK, "perceptual, black kept as K only", "lcms"},
+    {"relative-keep-k", IntentRelativeKeepK, "relative, black kept as K only", "lcms"},
+    {"saturation-keep-k", IntentSaturationKeepK, "saturation, black kept as K only", "lcms"},
+    {"relative-bpc-keep-k", IntentRelativeBpcKeepK, "relative with BPC, black kept as K only",
+     "lcms"},
+    {"perceptual-keep-plane", IntentPerceptualKeepPlane, "perceptual, K plane kept", "lcms"},
+    {"relative-keep-plane", IntentRelativeKeepPlane, "relative, K plane kept", "lcms"},
+    {"saturation-keep-plane", IntentSaturationKeepPlane, "saturation, K plane kept", "lcms"},
+    {"relative-bpc-keep-plane", IntentRelativeBpcKeepPlane, "relative with BPC, K plane kept",
+     "lcms"},
 };
 
 struct StepEntry {
@@ -61,6 +66,13 @@ void AddChainOptions(CLI::App& cmd, ChainOptions& options) {
                    "PROFILE:STEP[:INTENT], repeatable, source first; STEP is dev2pcs, pcs2dev, "
                    "preview, abstract or gamut. Replaces --from/--to")
         ->allow_extra_args(false); // one profile per --step, so positionals may follow
+    cmd.add_option("--engine", options.engine,
+                   "Colour engine: auto (default: native, or lcms for what the native engine "
+                   "does not carry out), native, lcms, icm (8-bit pixels only)")
+        ->check(CLI::IsMember({"auto", "native", "lcms", "icm"}));
+    cmd.add_option("--gradation", options.gradation,
+                   "Per-channel curves after the printer step (lcms engine): a text file of one "
+                   "line per output channel, 256 numbers 0-65535 each");
 }
 
 enmRenderingIntent ParseIntent(const std::string& text) {
@@ -82,10 +94,13 @@ const char* IntentName(enmRenderingIntent intent) {
 }
 
 std::string IntentTable() {
-    std::string text;
+    char head[192];
+    std::snprintf(head, sizeof head, "  %2s  %-24s %-52s %s\n", "", "name", "meaning", "engines");
+    std::string text = head;
     for (const auto& e : kIntents) {
-        char line[128];
-        std::snprintf(line, sizeof line, "  %2d  %-25s %s\n", int(e.value), e.name, e.meaning);
+        char line[192];
+        std::snprintf(line, sizeof line, "  %2d  %-24s %-52s %s\n", int(e.value), e.name, e.meaning,
+                      e.engines);
         text += line;
     }
     return text;

@@ -18,6 +18,8 @@ struct ChainOptions {
     std::string to;                 // --to: destination profile
     std::string intent;             // --intent: name or number; empty for the default
     std::vector<std::string> steps; // --step PROFILE:STEP[:INTENT], source first
+    std::string engine = "auto";    // --engine: auto, native, lcms, icm
+    std::string gradation;          // --gradation: curves after the printer step
 };
 
 // One step of a chain: a profile, the way through it (ProfStep*) and its intent.
@@ -27,7 +29,7 @@ struct StepSpec {
     enmRenderingIntent intent = IntentPerceptual;
 };
 
-// Adds --from, --to, --intent and --step to a subcommand.
+// Adds --from, --to, --intent, --step, --engine and --gradation to a subcommand.
 void AddChainOptions(CLI::App& cmd, ChainOptions& options);
 
 // The default intent when --intent is not given. Perceptual: every ICC output profile carries

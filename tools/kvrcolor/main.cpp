@@ -1,5 +1,6 @@
 // kvrcolor: the colour library's main job for a person at a shell. Converts images through
-// chains of ICC profiles with the native engine, and looks at, looks up and links profiles.
+// chains of ICC profiles with the native engine or lcms2, and looks at, looks up, links and
+// compares profiles and engines.
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
@@ -34,6 +35,21 @@ Examples:
   kvrcolor proof photo.tif proof.tif --side-by-side
       How the printer of the settings ([Printer]) would print the photo, on the monitor.
   kvrcolor gamut photo.tif mask.tif --printer press.icc
+  kvrcolor convert in.tif out.tif --to press.icc --intent perceptual-keep-k --gradation cal.txt
+  kvrcolor compare --from sRGB.icc --to press.icc --intent relative-bpc
+
+Engines (--engine): auto (default) converts with the native engine wherever it does what the
+profiles mean, and with lcms2 where the chain holds what the native engine does not carry out
+(a black-preserving intent, a gradation, a parametric tone curve in a destination, a grey
+profile with a Lab connection space, a table with a different grid size per input, more than
+four inputs, a version-4 table with a Lab connection space); the summary line names the engine
+and why. native refuses such a chain with the reason; lcms always uses lcms2; icm uses the ICM
+engine (8-bit pixels only: no 16-bit images, no lookup). link is native-only. compare runs a
+chain through every engine and prints the dE2000 between each pair.
+
+Gradation files (--gradation, lcms engine): one line per output channel, 256 numbers 0-65535
+each separated by blanks or commas (entry i is the output for input i/255); '#' lines are
+comments. The curves follow the printer step.
 
 Chains: without --step, the source profile (device to PCS) then the destination profile (PCS
 to device), both with --intent. The source is --from, else the profile embedded in the image,
@@ -49,9 +65,9 @@ CIELAB, ICCLAB, grey; MINISWHITE grey is inverted on reading; extra samples such
 copied unchanged) or PNG (8 or 16 bits, grey, RGB or palette, with or without alpha, not
 interlaced). Refused: tiled or planar-separate TIFF, other depths, floating point, other
 photometrics, interlaced PNG. Output is always TIFF, with the input's bit depth, the output
-space's photometric, the destination profile embedded. Grey output is not supported by the
-native engine, nor tables of more than four inputs: an image of 5 or more inks converts only
-to the same profile it is in (its inks are then copied unchanged).
+space's photometric, the destination profile embedded. Grey output is not supported. An image
+of 5 or more inks converts with lcms2 (the native engine has tables of at most four inputs),
+or, to the same profile it is in, copies its inks unchanged.
 
 Rendering intents (name or number):
 )" + IntentTable() +
@@ -71,7 +87,7 @@ layout, 7 output cannot be written.
 
 int main(int argc, char** argv) {
     CLI::App app{"kvrcolor: colour conversion through ICC profile chains with the native "
-                 "KVRCOLOR engine"};
+                 "KVRCOLOR engine or lcms2"};
     app.name("kvrcolor");
     app.require_subcommand(1);
     app.footer(Footer());
@@ -79,7 +95,7 @@ int main(int argc, char** argv) {
     const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
                                 RegisterInfo(app),    RegisterDump(app),   RegisterExtract(app),
                                 RegisterNamed(app),   RegisterPreset(app), RegisterProof(app),
-                                RegisterGamut(app)};
+                                RegisterGamut(app),   RegisterCompare(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
