@@ -101,9 +101,8 @@ TEST_F(ProfileCommandsTest, DumpOfAMissingOrBadFile) {
     WriteBytes(work / "bad.icc", std::vector<uint8_t>(300, 7));
     r = RunCli({"dump", work / "bad.icc"});
     EXPECT_EQ(r.code, 4);
-    EXPECT_EQ(r.err,
-              "kvrcolor: " + work.File("bad.icc") +
-                  ": not an ICC profile (no profile signature 'acsp' at byte 36)\n");
+    EXPECT_EQ(r.err, "kvrcolor: " + work.File("bad.icc") +
+                         ": not an ICC profile (no profile signature 'acsp' at byte 36)\n");
 }
 
 // The lines of `text` that start with `label`, the label removed and the value trimmed.
