@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "CliError.h"
-#include "TempOutput.h"
+#include "SafeOutput.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ void EmbeddedProfiles::Write(size_t index, const std::string& outPath) {
 }
 
 void WriteProfileFile(const std::string& outPath, const std::vector<uint8_t>& bytes) {
-    TempOutput out(outPath);
+    SafeOutput out(outPath, {});
     FILE* f = std::fopen(out.tempPath().c_str(), "wb");
     if (!f) throw CliError(kExitOutput, outPath + ": cannot be written");
     const bool written =

@@ -33,7 +33,7 @@
 
 #include "CliError.h"
 #include "EmbeddedProfiles.h"
-#include "TempOutput.h"
+#include "SafeOutput.h"
 #include "base/WideString.h"
 #include "icc/PdfProfile.h"
 
@@ -422,7 +422,7 @@ std::vector<uint8_t> PdfProfiles::Bytes(size_t index) {
 void PdfProfiles::Write(size_t index, const std::string& outPath) {
     const ProfileStream& found = m_found.at(index);
     if (!found.copied) return EmbeddedProfiles::Write(index, outPath);
-    TempOutput out(outPath);
+    SafeOutput out(outPath, {m_path});
     // Made here first so that an output that cannot be written is told apart from a stream
     // that cannot be read; the routine overwrites it.
     FILE* probe = std::fopen(out.tempPath().c_str(), "wb");
