@@ -59,7 +59,7 @@ TEST_F(BadInputTest, MissingInputFile) {
 
 TEST_F(BadInputTest, InputThatIsNotAnImage) {
     ExpectFailure(Convert(work / "text.txt", {"--from", s_p.rgb, "--to", s_p.cmyk}), 3,
-                  {work / "text.txt", "neither a TIFF nor a PNG"});
+                  {work / "text.txt", "not a TIFF, PNG or JPEG"});
 }
 
 uint32_t Le32(const std::vector<uint8_t>& b, size_t at) {
@@ -164,29 +164,14 @@ TEST_F(BadInputTest, FiveInkImageThroughAFiveInputTableIsRefusedWithTheReason) {
                   {s_p.five, "at most four inputs"});
 }
 
-TEST_F(BadInputTest, PlanarSeparateTiff) {
-    TiffSpec spec;
-    spec.planar = PLANARCONFIG_SEPARATE;
-    WriteTiff(work / "planar.tif", spec, TestSamples(spec.SampleCount(), 8, 7));
-    ExpectFailure(Convert(work / "planar.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
-                  {work / "planar.tif", "planar configuration separate"});
-}
-
-TEST_F(BadInputTest, TiledTiff) {
-    TiffSpec spec;
-    spec.tiled = true;
-    WriteTiff(work / "tiled.tif", spec, {});
-    ExpectFailure(Convert(work / "tiled.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
-                  {work / "tiled.tif", "tiled"});
-}
-
-TEST_F(BadInputTest, FloatingPointTiff) {
+// 32-bit floating point converts (see ImageFormatsTest); half floats have no reader here.
+TEST_F(BadInputTest, SixteenBitFloatingPointTiffIsRefused) {
     TiffSpec spec;
     spec.bits = 16;
     spec.sampleFormat = SAMPLEFORMAT_IEEEFP;
     WriteTiff(work / "half.tif", spec, TestSamples(spec.SampleCount(), 16, 8));
     ExpectFailure(Convert(work / "half.tif", {"--from", s_p.rgb, "--to", s_p.cmyk}), 6,
-                  {work / "half.tif", "sample format 3"});
+                  {work / "half.tif", "16-bit floating point"});
 }
 
 TEST_F(BadInputTest, PaletteTiff) {
