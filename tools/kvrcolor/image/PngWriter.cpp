@@ -77,9 +77,10 @@ bool WriteRow(png_structp png, png_const_bytep row) {
     return true;
 }
 
-bool WriteEnd(png_structp png, png_infop info) {
+// Every chunk went before the pixels; libpng would write eXIf a second time if it had the info.
+bool WriteEnd(png_structp png) {
     if (setjmp(png_jmpbuf(png))) return false;
-    png_write_end(png, info);
+    png_write_end(png, nullptr);
     return true;
 }
 
@@ -168,7 +169,7 @@ void PngWriter::WriteRows(uint32_t rows, const void* buffer) {
 }
 
 void PngWriter::Finish() {
-    if (!WriteEnd(m_png, m_pngInfo)) throw Failed("cannot finish the file");
+    if (!WriteEnd(m_png)) throw Failed("cannot finish the file");
     const bool ok = std::fflush(m_file) == 0 && !std::ferror(m_file);
     png_destroy_write_struct(&m_png, &m_pngInfo);
     m_png = nullptr;
