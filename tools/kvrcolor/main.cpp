@@ -21,7 +21,7 @@ Examples:
   kvrcolor convert in.tif out.tif --step sRGB.icc:dev2pcs:perceptual --step proof.icc:preview \
       --step press.icc:pcs2dev:relative --threads 4 --compress lzw
   kvrcolor lookup --from sRGB.icc --to press.icc 255,0,0 "0 0 255"
-  printf '50 0 0; 75 -20 30\n' | kvrcolor lookup --in-format lab --to press.icc --units 16
+  printf '50 0 0; 75 -20 30\n' | kvrcolor lookup --in-format lab --to press.icc
   kvrcolor link rgb2press.icc --from sRGB.icc --to press.icc --intent perceptual
   kvrcolor info press.icc photo.tif
   kvrcolor dump press.icc > press.txt
