@@ -110,6 +110,23 @@ TEST_F(BadInputTest, TruncatedPng) {
                   {work / "cut.png", "cannot read row"});
 }
 
+TEST_F(BadInputTest, TruncatedJpeg) {
+    TiffSpec spec;
+    spec.width = 256;
+    spec.height = 64;
+    WriteTiff(work / "in.tif", spec, TestSamples(spec.SampleCount(), 8, 4));
+    const RunResult made = RunCli({"convert", work / "in.tif", work / "whole.jpg", "--quiet",
+                                   "--from", s_p.rgb, "--to", s_p.rgbAlt});
+    ASSERT_EQ(made.code, 0) << made.err;
+    auto bytes = ReadBytes(work / "whole.jpg");
+    fs::remove(work / "whole.jpg");
+    fs::remove(work / "in.tif");
+    bytes.resize(bytes.size() / 2);
+    WriteBytes(work / "cut.jpg", bytes);
+    ExpectFailure(Convert(work / "cut.jpg", {"--from", s_p.rgb, "--to", s_p.cmyk}), 3,
+                  {work / "cut.jpg", "cannot read row"});
+}
+
 TEST_F(BadInputTest, MissingProfile) {
     ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.rgb, "--to", work / "none.icc"}), 4,
                   {work / "none.icc", "no such profile file"});

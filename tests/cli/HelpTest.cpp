@@ -21,7 +21,7 @@ TEST(HelpTest, UnknownSubcommandSaysSo) {
     EXPECT_EQ(r.code, 2);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(LineCount(r.err), 1u);
-    EXPECT_NE(r.err.find("unknown command 'frobnicate'"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("unknown subcommand 'frobnicate'"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("convert, lookup"), std::string::npos) << r.err;
 }
 

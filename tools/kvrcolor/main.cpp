@@ -82,7 +82,7 @@ int main(int argc, char** argv) {
     // Set after the subcommands exist, which would otherwise inherit it: `kvrcolor CMD --help`
     // shows the command's own options, `kvrcolor --help` the manual.
     app.footer(Footer());
-    // A first word that is no option and no command is named as such, rather than left to the
+    // A first word that is no option and no subcommand is named as such, rather than left to the
     // parser's "not expected" or "a subcommand is required".
     if (argc > 1 && argv[1][0] != '-') {
         bool known = false;
@@ -92,7 +92,7 @@ int main(int argc, char** argv) {
             names += (names.empty() ? "" : ", ") + c.app->get_name();
         }
         if (!known) {
-            std::fprintf(stderr, "kvrcolor: unknown command '%s' (%s; see kvrcolor --help)\n",
+            std::fprintf(stderr, "kvrcolor: unknown subcommand '%s' (%s; see kvrcolor --help)\n",
                          argv[1], names.c_str());
             return kExitUsage;
         }

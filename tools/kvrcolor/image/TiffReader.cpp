@@ -53,6 +53,9 @@ unsigned StatedExtraSamples(const std::string& path, uint64_t ifd) {
     return 0;
 }
 
+// The most memory a row of tiles may take.
+constexpr size_t kMaxTileRowBytes = size_t(256) << 20;
+
 class TiffReader : public ImageReader {
 public:
     TiffReader(const std::string& path, unsigned page);
@@ -206,6 +209,12 @@ TiffReader::TiffReader(const std::string& path, unsigned page) {
         TIFFGetField(tif, TIFFTAG_TILEWIDTH, &m_tileWidth);
         TIFFGetField(tif, TIFFTAG_TILELENGTH, &m_tileHeight);
         if (m_tileWidth == 0 || m_tileHeight == 0) throw Layout("tiles without a size");
+        // A row of tiles is held whole: tiles taller than any real image's are refused rather
+        // than given the memory they ask for.
+        if (double(fileRow) * m_tileHeight > double(kMaxTileRowBytes))
+            throw Layout("tiles of " + std::to_string(m_tileWidth) + " x " +
+                         std::to_string(m_tileHeight) + " pixels (a row of them over " +
+                         std::to_string(kMaxTileRowBytes >> 20) + " MiB)");
         const tmsize_t tile = TIFFTileSize(tif);
         const size_t tilePixels = size_t(m_tileWidth) * m_tileHeight;
         if (tile <= 0 || size_t(tile) != tilePixels * (m_planar ? 1 : spp) * m_fileBytes)
