@@ -219,26 +219,47 @@ void WriteUnusualTiff(const std::string& path, const TiffSpec& spec,
         TIFFSetField(tif, TIFFTAG_ICCPROFILE, uint32_t(spec.icc.size()), spec.icc.data());
     const size_t bytesPerSample = spec.bits / 8;
     const unsigned spp = spec.samplesPerPixel;
+    // 32-bit floating point samples are the 16-bit codes given, divided by 65535.
+    const bool isFloat = spec.sampleFormat == SAMPLEFORMAT_IEEEFP && spec.bits == 32;
+    const auto put = [&](uint16_t v, uint8_t* at) {
+        if (isFloat) {
+            const float f = float(v) / 65535.0f;
+            std::memcpy(at, &f, 4);
+        } else if (bytesPerSample == 1) {
+            *at = uint8_t(v);
+        } else {
+            std::memcpy(at, &v, 2);
+        }
+    };
     // Pack the samples of one row (or one plane's row) as the file holds them.
     const auto pack = [&](size_t first, size_t n, size_t step, std::vector<uint8_t>& row) {
         row.resize(n * bytesPerSample);
-        for (size_t i = 0; i < n; ++i) {
-            const uint16_t v = s[first + i * step];
-            if (bytesPerSample == 1)
-                row[i] = uint8_t(v);
-            else
-                std::memcpy(&row[2 * i], &v, 2);
-        }
+        for (size_t i = 0; i < n; ++i) put(s[first + i * step], &row[i * bytesPerSample]);
     };
     std::vector<uint8_t> row;
     if (spec.tiled) {
-        TIFFSetField(tif, TIFFTAG_TILEWIDTH, 16u);
-        TIFFSetField(tif, TIFFTAG_TILELENGTH, 16u);
-        const size_t tileBytes = size_t(TIFFTileSize(tif));
-        std::vector<uint8_t> tile(tileBytes, 0);
-        for (uint32_t y = 0; y < spec.height; y += 16)
-            for (uint32_t x = 0; x < spec.width; x += 16)
-                TIFFWriteTile(tif, tile.data(), x, y, 0, 0);
+        // Tiles of 16 x 16, the samples of the image where it covers them and 0 beyond it;
+        // planar images have a tile per plane.
+        constexpr uint32_t kTile = 16;
+        TIFFSetField(tif, TIFFTAG_TILEWIDTH, kTile);
+        TIFFSetField(tif, TIFFTAG_TILELENGTH, kTile);
+        const bool planar = spec.planar == PLANARCONFIG_SEPARATE;
+        const unsigned planes = planar ? spp : 1, perTile = planar ? 1 : spp;
+        std::vector<uint8_t> tile(size_t(TIFFTileSize(tif)), 0);
+        for (unsigned c = 0; c < planes; ++c)
+            for (uint32_t y = 0; y < spec.height; y += kTile)
+                for (uint32_t x = 0; x < spec.width; x += kTile) {
+                    std::fill(tile.begin(), tile.end(), uint8_t(0));
+                    if (!s.empty())
+                        for (uint32_t r = 0; r < kTile && y + r < spec.height; ++r)
+                            for (uint32_t i = 0; i < kTile && x + i < spec.width; ++i)
+                                for (unsigned k = 0; k < perTile; ++k) {
+                                    const size_t pixel = size_t(y + r) * spec.width + x + i;
+                                    put(s[pixel * spp + (planar ? c : k)],
+                                        &tile[((r * kTile + i) * perTile + k) * bytesPerSample]);
+                                }
+                    TIFFWriteTile(tif, tile.data(), x, y, 0, uint16_t(c));
+                }
     } else if (spec.planar == PLANARCONFIG_SEPARATE) {
         TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 8u);
         for (unsigned c = 0; c < spp; ++c)
@@ -281,6 +302,29 @@ void WriteTiff(const std::string& path, const TiffSpec& spec, const std::vector<
     } catch (const std::exception& e) {
         FAIL() << e.what();
     }
+}
+
+AnyImage ReadAnyImage(const std::string& path, unsigned page) {
+    AnyImage image;
+    QuietTiff();
+    try {
+        auto reader = OpenImage(path, page);
+        image.info = reader->Info();
+        const size_t count =
+            size_t(image.info.width) * image.info.height * image.info.samplesPerPixel();
+        image.samples.resize(count);
+        if (image.info.bits == 8) {
+            std::vector<uint8_t> bytes(count);
+            reader->ReadRows(image.info.height, bytes.data());
+            std::copy(bytes.begin(), bytes.end(), image.samples.begin());
+        } else {
+            reader->ReadRows(image.info.height, image.samples.data());
+        }
+    } catch (const std::exception& e) {
+        ADD_FAILURE() << path << ": " << e.what();
+        return {};
+    }
+    return image;
 }
 
 TiffImage ReadTiff(const std::string& path) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "colorlink/MdlColorLink.h"
+#include "image/ImageReader.h"
 #include "support/Files.h"
 #include "support/TempDir.h"
 
@@ -82,6 +83,16 @@ TiffImage ReadTiff(const std::string& path);
 void WritePng(const std::string& path, uint32_t width, uint32_t height, unsigned bits,
               int colorType, const std::vector<uint16_t>& samples,
               const std::vector<uint8_t>& icc = {}, bool interlaced = false);
+
+// Any image the tool reads (TIFF page, PNG, JPEG), through the tool's own readers: what they
+// report and the samples as 16-bit numbers (8-bit values if the image has 8 bits). Associated
+// alpha comes out undone, as the tool converts it. Fails the test (and answers an empty image)
+// if the file cannot be read.
+struct AnyImage {
+    ImageInfo info;
+    std::vector<uint16_t> samples;
+};
+AnyImage ReadAnyImage(const std::string& path, unsigned page = 0);
 
 // ---------------------------------------------------------------------------------------------
 // Profiles, generated with the library's generator. Tables hold smooth made-up device

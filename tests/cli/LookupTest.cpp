@@ -59,7 +59,7 @@ TEST_F(LookupTest, KnownRgbColoursGiveTheLinksInkPercentages) {
 
 TEST_F(LookupTest, SixteenBitCodesInAndOut) {
     const RunResult r = RunCli(
-        {"lookup", "--from", s_p.rgb, "--to", s_p.cmyk, "--units", "16", "65535", "1000", "30000"});
+        {"lookup", "--from", s_p.rgb, "--to", s_p.cmyk, "--units", "16", "65535 1000 30000"});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(r.out, Lines(RgbToCmyk({65535, 1000, 30000}), 4, "%.0f", 1));
 }
@@ -135,6 +135,27 @@ TEST_F(LookupTest, BadValuesAreUsageErrors) {
     const RunResult r = RunCli({"lookup", "--from", s_p.rgb, "--to", s_p.cmyk}, {}, "1 2 3\n4 5\n");
     EXPECT_EQ(r.code, 2);
     EXPECT_NE(r.err.find("stdin line 2"), std::string::npos) << r.err;
+}
+
+TEST_F(LookupTest, EachArgumentIsOneColour) {
+    const RunResult r = RunCli(
+        {"lookup", "--from", s_p.rgb, "--to", s_p.cmyk, "--units", "16", "65535,0,0", "0 0 65535"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out, Lines(RgbToCmyk({65535, 0, 0, 0, 0, 65535}), 4, "%.0f", 1));
+}
+
+TEST_F(LookupTest, SemicolonsSeparateColoursOnStdin) {
+    const RunResult r = RunCli({"lookup", "--from", s_p.rgb, "--to", s_p.cmyk, "--units", "16"}, {},
+                               "1 2 3; 40000,50000,60000\n65535 65535 0\n");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out,
+              Lines(RgbToCmyk({1, 2, 3, 40000, 50000, 60000, 65535, 65535, 0}), 4, "%.0f", 1));
+}
+
+TEST_F(LookupTest, ArgumentOfTheWrongCountIsNamed) {
+    const RunResult r = RunCli({"lookup", "--from", s_p.rgb, "--to", s_p.cmyk, "255,0,0", "255 0"});
+    EXPECT_EQ(r.code, 2);
+    EXPECT_NE(r.err.find("argument 2"), std::string::npos) << r.err;
 }
 
 } // namespace

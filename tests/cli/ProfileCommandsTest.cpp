@@ -132,11 +132,11 @@ TEST_F(ProfileCommandsTest, InfoSummarisesAProfile) {
     CUserSettingsMgr settings;
     CIccProfileRead p(&settings);
     ASSERT_TRUE(p.Open(Utf8ToWide(s_p.cmyk).c_str()));
-    EXPECT_EQ(Field(r.out, "MD5:"), WideToUtf8(p.GetProfileMD5String()));
+    EXPECT_EQ(Field(r.out, "MD5:"), WideToUtf8(p.GetProfileMD5String()) + " (computed)");
     CMD5Digest digest;
     const auto bytes = ReadBytes(s_p.cmyk);
     digest.Update(bytes.data(), bytes.size());
-    EXPECT_EQ(Field(r.out, "MD5:"), WideToUtf8(digest.AsString())); // of the file's bytes
+    EXPECT_EQ(Field(r.out, "MD5:"), WideToUtf8(digest.AsString()) + " (computed)"); // the file's
 
     EXPECT_EQ(Field(r.out, "Tags:"), std::to_string(p.GetCount()));
     for (unsigned i = 0; i < p.GetCount(); ++i) {
@@ -164,6 +164,51 @@ TEST_F(ProfileCommandsTest, InfoOfAVersionFourProfileReadsItsMultiLanguageDescri
     EXPECT_EQ(Field(r.out, "Colour space:"), "RGB");
     EXPECT_EQ(Field(r.out, "Connection space:"), "XYZ");
     EXPECT_EQ(Field(r.out, "Description:"), "sRGB");
+}
+
+TEST_F(ProfileCommandsTest, InfoShowsTheHeadersProfileIdAndTheComputedMd5EachLabelled) {
+    ASSERT_TRUE(kvrtest::HaveCorpusProfile("colord-sRGB.icc"));
+    const std::string path = kvrtest::CorpusProfile("colord-sRGB.icc").string();
+    const auto bytes = ReadBytes(path);
+    std::string id;
+    for (size_t i = 84; i < 100; ++i) {
+        char hex[3];
+        std::snprintf(hex, sizeof hex, "%02X", bytes[i]);
+        id += hex;
+    }
+    ASSERT_NE(id, std::string(32, '0')); // the corpus profile states its ID
+    const RunResult r = RunCli({"info", path});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(Field(r.out, "Profile ID:"), id + " (from the header)");
+    const std::string md5 = Field(r.out, "MD5:");
+    ASSERT_EQ(md5.size(), 32 + std::string(" (computed)").size()) << md5;
+    EXPECT_EQ(md5.substr(32), " (computed)");
+}
+
+TEST_F(ProfileCommandsTest, InfoTakesSeveralFiles) {
+    const RunResult r = RunCli({"info", s_p.cmyk, s_p.rgb});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("File:             " + s_p.cmyk + "\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("File:             " + s_p.rgb + "\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Test CMYK printer"), std::string::npos);
+    EXPECT_LT(r.out.find(s_p.cmyk), r.out.find(s_p.rgb)); // in the order given
+}
+
+TEST_F(ProfileCommandsTest, InfoOfAnImageDescribesTheProfileEmbeddedInIt) {
+    TiffSpec spec;
+    spec.icc = ReadBytes(s_p.rgb);
+    WriteTiff(work / "tagged.tif", spec, TestSamples(spec.SampleCount(), 8, 301));
+    const RunResult r = RunCli({"info", work / "tagged.tif"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(Field(r.out, "File:").rfind((work / "tagged.tif").string() + " (embedded", 0), 0u)
+        << r.out;
+    EXPECT_EQ(Field(r.out, "Colour space:"), "RGB");
+    EXPECT_EQ(Field(r.out, "Size:"), std::to_string(spec.icc.size()) + " bytes");
+
+    WriteTiff(work / "bare.tif", TiffSpec{}, TestSamples(TiffSpec{}.SampleCount(), 8, 302));
+    const RunResult none = RunCli({"info", work / "bare.tif"});
+    EXPECT_EQ(none.code, 4);
+    EXPECT_NE(none.err.find("no embedded profile"), std::string::npos) << none.err;
 }
 
 } // namespace

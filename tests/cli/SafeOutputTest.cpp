@@ -161,10 +161,10 @@ TEST_F(SafeOutputTest, NoTemporaryFileIsLeftAfterSuccessOrFailure) {
     EXPECT_EQ(files, 3u); // in.tif, cut.png and out.tif
 }
 
-TEST_F(SafeOutputTest, ExtensionOfAnotherFormatIsRefusedNotWrittenAsTiff) {
-    for (const char* name : {"out.png", "out.JPG", "out.jpeg"}) {
+TEST_F(SafeOutputTest, ExtensionOfAFormatNotWrittenIsRefusedNotWrittenAsTiff) {
+    for (const char* name : {"out.gif", "out.BMP", "out.webp"}) {
         const RunResult r = RunCli(Convert(work / name));
-        ExpectRefused(r, name, "TIFF only", 2);
+        ExpectRefused(r, name, "writes TIFF, PNG or JPEG", 2);
         EXPECT_FALSE(fs::exists(work / name));
     }
 }

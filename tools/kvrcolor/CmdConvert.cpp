@@ -6,12 +6,14 @@
 // are made once for the whole image. The output does not depend on the number of threads:
 // each band is cut into contiguous pieces that the link converts as one serial call would.
 #include <CLI/CLI.hpp>
+#include <tiffio.h>
 
 #include <algorithm>
 #include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,8 +24,8 @@
 #include "Progress.h"
 #include "SafeOutput.h"
 #include "image/ImageReader.h"
+#include "image/ImageWriter.h"
 #include "image/SampleCodec.h"
-#include "image/TiffWriter.h"
 
 namespace {
 
@@ -33,6 +35,11 @@ struct ConvertOptions {
     ChainOptions chain;
     unsigned threads = 0;
     std::string compress = "none";
+    std::string format; // empty: from the output's name
+    int quality = kDefaultJpegQuality;
+    unsigned depth = 0; // 0: the input's
+    unsigned page = 0;  // from 1; 0: every page
+    bool noEmbed = false;
     bool quiet = false;
 };
 
@@ -84,7 +91,7 @@ void ConvertBand(CMdlColorLink& link, const ImageInfo& info, const OutputSpec& s
 }
 
 template <class T>
-void Stream(ImageReader& reader, TiffWriter& writer, CMdlColorLink& link, const OutputSpec& spec,
+void Stream(ImageReader& reader, ImageWriter& writer, CMdlColorLink& link, const OutputSpec& spec,
             ParallelTrn& pool, Progress& progress, const LinkSides& sides) {
     const ImageInfo& info = reader.Info();
     const size_t rowMax = std::max(info.rowBytes(), spec.rowBytes());
@@ -121,80 +128,153 @@ std::vector<std::string> InputsOf(const ConvertOptions& o) {
     return inputs;
 }
 
-// The tool writes TIFF only: a name that promises another format is refused rather than given
-// a TIFF under that name. No extension, or any other, is the user's choice.
-void CheckOutputFormat(const std::string& out) {
+// The output's format: --format, else the output's extension (TIFF when there is none, or it
+// is not an image format's). A name that promises a format the tool does not write, or another
+// one than --format, is refused rather than given other contents.
+ImageFormat ChooseFormat(const std::string& out, const std::string& format) {
+    std::string ext;
     const size_t dot = out.rfind('.');
-    if (dot == std::string::npos || out.find('/', dot) != std::string::npos) return;
-    std::string ext = out.substr(dot + 1);
+    if (dot != std::string::npos && out.find('/', dot) == std::string::npos)
+        ext = out.substr(dot + 1);
     for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
-    for (const char* other : {"png", "jpg", "jpeg", "jpe", "jp2", "jpx", "j2k", "gif", "bmp",
-                              "webp", "psd", "pdf", "exr", "heic", "avif", "jxl", "ppm", "pgm"})
+    std::optional<ImageFormat> named;
+    if (ext == "tif" || ext == "tiff") named = ImageFormat::Tiff;
+    if (ext == "png") named = ImageFormat::Png;
+    if (ext == "jpg" || ext == "jpeg" || ext == "jpe") named = ImageFormat::Jpeg;
+    for (const char* other : {"jp2", "jpx", "j2k", "gif", "bmp", "webp", "psd", "pdf", "exr",
+                              "heic", "avif", "jxl", "ppm", "pgm"})
         if (ext == other)
-            throw CliError(kExitUsage, out + ": convert writes TIFF only; name the output .tif");
+            throw CliError(kExitUsage,
+                           out + ": convert writes TIFF, PNG or JPEG; name the output .tif, "
+                                 ".png or .jpg");
+    if (format.empty()) return named.value_or(ImageFormat::Tiff);
+    const ImageFormat asked = format == "png"    ? ImageFormat::Png
+                              : format == "jpeg" ? ImageFormat::Jpeg
+                                                 : ImageFormat::Tiff;
+    if (named && *named != asked)
+        throw CliError(kExitUsage, out + ": the name says " + FormatName(*named) +
+                                       ", --format says " + FormatName(asked));
+    return asked;
+}
+
+// What a page of the input becomes: size, depth, space, extra channels, profile, metadata.
+OutputSpec SpecOf(const ConvertOptions& o, const ImageInfo& info, const ResolvedChain& chain,
+                  ImageFormat format) {
+    OutputSpec spec;
+    spec.format = format;
+    spec.width = info.width;
+    spec.height = info.height;
+    spec.bits = o.depth ? o.depth : info.bits;
+    spec.space = chain.out;
+    spec.extras = info.extras;
+    spec.extraKinds = info.extraKinds;
+    if (chain.out.model == ColourModel::Lab)
+        spec.lab = info.lab == LabEncoding::IccLab ? LabEncoding::IccLab : LabEncoding::CieLab;
+    if (!chain.outputProfile.empty() && !o.noEmbed)
+        spec.icc = ReadFileBytes(chain.outputProfile, kExitProfile);
+    spec.compression = ParseCompression(o.compress);
+    spec.quality = o.quality;
+    spec.meta = info.meta;
+    return spec;
+}
+
+// The input's page `page` (from 0), 16-bit when the output is.
+std::unique_ptr<ImageReader> OpenPage(const ConvertOptions& o, unsigned page) {
+    auto reader = OpenImage(o.in, page);
+    return o.depth == 16 ? WidenTo16(std::move(reader)) : std::move(reader);
 }
 
 int RunConvert(const ConvertOptions& o) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
     // The output is checked before any work, so that a refusal costs nothing.
-    CheckOutputFormat(o.out);
+    const ImageFormat format = ChooseFormat(o.out, o.format);
     SafeOutput::CheckTarget(o.out, InputsOf(o));
-    auto reader = OpenImage(o.in);
-    const ImageInfo& info = reader->Info();
+    auto reader = OpenPage(o, o.page ? o.page - 1 : 0);
+    const unsigned pages = o.page ? 1 : reader->Info().pages;
+    if (pages > 1 && format != ImageFormat::Tiff)
+        throw CliError(kExitUsage, o.in + " has " + std::to_string(pages) + " pages and a " +
+                                       FormatName(format) +
+                                       " holds one: choose one with --page, or write a TIFF");
 
-    ResolvedChain chain = ResolveChain(o.chain, info.space, o.in, info.icc);
-    if (info.bits == 16 && !Converts16Bit(chain.engine.engine))
-        throw CliError(kExitLayout, o.in + ": 16-bit pixels; the " +
-                                        EngineName(chain.engine.engine) +
-                                        " engine converts 8-bit pixels only (use --engine native "
-                                        "or lcms)");
-    auto link = BuildLink(chain);
-    LinkSides sides;
-    if (chain.engine.engine == Engine::Icm) {
-        if (IcmReversesChannels(chain.in, true)) sides.reverseIn = chain.in.channels;
-        if (IcmReversesChannels(chain.out, false)) sides.reverseOut = chain.out.channels;
-    }
-    chain.embedded.reset(); // the link has read it
-    const double linkSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+    std::unique_ptr<SafeOutput> output;
+    std::unique_ptr<ImageWriter> file;
+    double linkSeconds = 0;
+    uint64_t pixels = 0;
+    std::string summary, engineText; // of the first page
+    for (unsigned n = 0; n < pages; ++n) {
+        if (n > 0) reader = OpenPage(o, n);
+        const ImageInfo& info = reader->Info();
+        const auto linkStart = Clock::now();
+        ResolvedChain chain = ResolveChain(o.chain, info.space, o.in, info.icc);
+        const OutputSpec spec = SpecOf(o, info, chain, format);
+        if (const std::string why = CannotHold(spec); !why.empty())
+            throw CliError(kExitUsage, o.out + ": " + why);
+        if (info.bits == 16 && !Converts16Bit(chain.engine.engine))
+            throw CliError(kExitLayout, o.in + ": 16-bit pixels; the " +
+                                            EngineName(chain.engine.engine) +
+                                            " engine converts 8-bit pixels only (use --engine "
+                                            "native or lcms)");
+        auto link = BuildLink(chain);
+        LinkSides sides;
+        if (chain.engine.engine == Engine::Icm) {
+            if (IcmReversesChannels(chain.in, true)) sides.reverseIn = chain.in.channels;
+            if (IcmReversesChannels(chain.out, false)) sides.reverseOut = chain.out.channels;
+        }
+        chain.embedded.reset(); // the link has read it
+        linkSeconds += std::chrono::duration<double>(Clock::now() - linkStart).count();
 
-    OutputSpec spec;
-    spec.width = info.width;
-    spec.height = info.height;
-    spec.bits = info.bits;
-    spec.space = chain.out;
-    spec.extras = info.extras;
-    spec.extraKinds = info.extraKinds;
-    if (chain.out.model == ColourModel::Lab)
-        spec.lab = info.lab == LabEncoding::IccLab ? LabEncoding::IccLab : LabEncoding::CieLab;
-    if (!chain.outputProfile.empty()) spec.icc = ReadFileBytes(chain.outputProfile, kExitProfile);
-    spec.compression = ParseCompression(o.compress);
-
-    {
-        SafeOutput output(o.out, InputsOf(o));
-        TiffWriter writer(output.fd(), spec, o.out);
-        output.ReleaseFd();
+        if (!output) {
+            output = std::make_unique<SafeOutput>(o.out, InputsOf(o));
+            file = OpenWriter(output->fd(), spec, o.out);
+            output->ReleaseFd();
+        } else {
+            file->NextPage(spec);
+        }
+        // In front of the file's writer, for this page: alpha associated again, and 16-bit
+        // samples narrowed to the output's 8.
+        ImageWriter* writer = file.get();
+        std::unique_ptr<ImageWriter> associate, narrow;
+        if (format == ImageFormat::Tiff && spec.extras > 0 &&
+            spec.extraKinds[0] == EXTRASAMPLE_ASSOCALPHA && spec.lab == LabEncoding::None) {
+            associate = AssociateAlpha(*writer, spec);
+            writer = associate.get();
+        }
+        if (info.bits == 16 && spec.bits == 8) {
+            narrow = NarrowTo8(*writer, spec);
+            writer = narrow.get();
+        }
         Progress progress(info.height, !o.quiet);
         ParallelTrn pool(o.threads);
         if (info.bits == 8)
-            Stream<uint8_t>(*reader, writer, *link, spec, pool, progress, sides);
+            Stream<uint8_t>(*reader, *writer, *link, spec, pool, progress, sides);
         else
-            Stream<uint16_t>(*reader, writer, *link, spec, pool, progress, sides);
-        writer.Finish();
-        output.Commit();
+            Stream<uint16_t>(*reader, *writer, *link, spec, pool, progress, sides);
+        pixels += uint64_t(info.width) * info.height;
+        if (n == 0) {
+            char text[256];
+            std::snprintf(text, sizeof text, "%ux%u %s %u-bit -> %s", info.width, info.height,
+                          SpaceName(info.space).c_str(), info.bits, SpaceName(chain.out).c_str());
+            summary = text;
+            engineText = std::string(", engine ") + EngineName(chain.engine.engine) + " (" +
+                         chain.engine.why + ")";
+            if (format != ImageFormat::Tiff || spec.bits != info.bits)
+                summary += std::string(" (") + FormatName(format) + " " +
+                           std::to_string(spec.bits) + "-bit)";
+        }
     }
+    file->Finish();
+    output->Commit();
 
     if (!o.quiet) {
         const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-        const double mpixel = double(info.width) * info.height / 1e6;
+        const double mpixel = double(pixels) / 1e6;
+        const std::string pageText = pages > 1 ? ", " + std::to_string(pages) + " pages" : "";
         // With the image on standard output the summary goes to the error stream.
         std::fprintf(o.out == "-" ? stderr : stdout,
-                     "%s: %ux%u %s %u-bit -> %s, %.1f MPixel in %.2f s, %.1f MPixel/s "
-                     "(link %.2f s), engine %s (%s)\n",
-                     o.out.c_str(), info.width, info.height, SpaceName(info.space).c_str(),
-                     info.bits, SpaceName(chain.out).c_str(), mpixel, seconds,
-                     seconds > 0 ? mpixel / seconds : 0.0, linkSeconds,
-                     EngineName(chain.engine.engine), chain.engine.why.c_str());
+                     "%s: %s%s, %.1f MPixel in %.2f s, %.1f MPixel/s (link %.2f s)%s\n",
+                     o.out.c_str(), summary.c_str(), pageText.c_str(), mpixel, seconds,
+                     seconds > 0 ? mpixel / seconds : 0.0, linkSeconds, engineText.c_str());
     }
     return kExitOk;
 }
@@ -203,12 +283,14 @@ int RunConvert(const ConvertOptions& o) {
 Command RegisterConvert(CLI::App& parent) {
     auto o = std::make_shared<ConvertOptions>();
     CLI::App* cmd = parent.add_subcommand(
-        "convert", "Convert a TIFF or PNG image through a profile chain into a TIFF");
-    cmd->add_option("IN", o->in, "Input image: TIFF or PNG")->required();
+        "convert", "Convert a TIFF, PNG or JPEG image through a profile chain into a TIFF, PNG "
+                   "or JPEG");
+    cmd->add_option("IN", o->in, "Input image: TIFF (every page), PNG or JPEG")->required();
     cmd->add_option("OUT", o->out,
-                    "Output TIFF, written whole or not at all; \"-\" for standard output. An "
-                    "existing file is replaced only if it is a regular, writable file other than "
-                    "the input; a symbolic link keeps pointing to the new file")
+                    "Output image, written whole or not at all; \"-\" for standard output. Its "
+                    "format is --format, else its extension (.tif, .png, .jpg; TIFF otherwise). "
+                    "An existing file is replaced only if it is a regular, writable file other "
+                    "than the input; a symbolic link keeps pointing to the new file")
         ->required();
     AddChainOptions(*cmd, o->chain);
     // More threads than cores are taken as the cores: they could only take turns, and the
@@ -217,6 +299,19 @@ Command RegisterConvert(CLI::App& parent) {
                     "Threads for the pixels; 0 = all cores (default); at most the cores");
     cmd->add_option("--compress", o->compress, "Output compression (default none)")
         ->check(CLI::IsMember({"none", "lzw", "deflate"}));
+    cmd->add_option("--format", o->format, "Output format: tiff, png or jpeg (default: from OUT)")
+        ->check(CLI::IsMember({"tiff", "png", "jpeg"}));
+    cmd->add_option("--depth", o->depth,
+                    "Output bits per sample, 8 or 16 (default: the input's; 32-bit floating "
+                    "point input is converted through the 16-bit path and gives 16)")
+        ->check(CLI::IsMember({8, 16}));
+    cmd->add_option("--quality", o->quality, "JPEG quality 1-100 (default 90)")
+        ->check(CLI::Range(1, 100));
+    cmd->add_option("--page", o->page,
+                    "Convert only this page (from 1) of a multi-page TIFF; default: every page, "
+                    "into a multi-page TIFF")
+        ->check(CLI::PositiveNumber);
+    cmd->add_flag("--no-embed", o->noEmbed, "Do not embed the destination profile");
     cmd->add_flag("--quiet,-q", o->quiet, "No summary line and no progress bar");
     return {cmd, [o] { return RunConvert(*o); }};
 }

@@ -1,9 +1,9 @@
 // kvrcolor lookup: colour values through a chain, one colour per output line.
 //
-// Values come from the arguments, or from stdin when there are none. The arguments are joined
-// by blanks into one text in which ';' separates colours, and commas or blanks separate the
-// numbers of a colour: `lookup 255 0 0`, `lookup 255,0,0`, `lookup "255,0,0; 0,0,255"`. On
-// stdin each line is one colour; blank lines and lines starting with '#' are skipped.
+// Values come from the arguments, or from stdin when there are none. Each argument is one
+// colour (or several with ';' between them), commas or blanks separating its numbers:
+// `lookup 255,0,0 "0 0 255"`. On stdin, each line and each ';' ends a colour; blank lines and
+// lines starting with '#' are skipped.
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
@@ -48,23 +48,28 @@ int RunLookup(const LookupOptions& o) {
         codes.insert(codes.end(), c.begin(), c.end());
         ++count;
     };
-    if (!o.values.empty()) {
-        std::string all;
-        for (const auto& v : o.values) all += (all.empty() ? "" : " ") + v;
-        size_t start = 0, index = 1;
-        while (start <= all.size()) {
-            size_t end = all.find(';', start);
-            if (end == std::string::npos) end = all.size();
-            const std::string piece = Trim(all.substr(start, end - start));
-            if (!piece.empty()) add(piece, "colour " + std::to_string(index++));
+    // The colours of one argument or line, between its ';'.
+    const auto addAll = [&](const std::string& text, const std::string& where) {
+        size_t start = 0, part = 1;
+        const bool several = text.find(';') != std::string::npos;
+        while (start <= text.size()) {
+            size_t end = text.find(';', start);
+            if (end == std::string::npos) end = text.size();
+            const std::string piece = Trim(text.substr(start, end - start));
+            if (!piece.empty())
+                add(piece, several ? where + " colour " + std::to_string(part++) : where);
             start = end + 1;
         }
+    };
+    if (!o.values.empty()) {
+        for (size_t i = 0; i < o.values.size(); ++i)
+            addAll(o.values[i], "argument " + std::to_string(i + 1));
     } else {
         std::string line;
         for (size_t number = 1; std::getline(std::cin, line); ++number) {
             const std::string piece = Trim(line);
             if (piece.empty() || piece[0] == '#') continue;
-            add(piece, "stdin line " + std::to_string(number));
+            addAll(piece, "stdin line " + std::to_string(number));
         }
     }
     if (count == 0) throw CliError(kExitUsage, "lookup: no colour values given");
@@ -93,7 +98,7 @@ int RunLookup(const LookupOptions& o) {
 Command RegisterLookup(CLI::App& parent) {
     auto o = std::make_shared<LookupOptions>();
     CLI::App* cmd = parent.add_subcommand(
-        "lookup", "Convert colour values through a chain (arguments or stdin, one per line)");
+        "lookup", "Convert colour values through a chain (one per argument, or from stdin)");
     AddChainOptions(*cmd, o->chain);
     AddInFormatOption(*cmd, o->inFormat);
     cmd->add_option("--units", o->units,
@@ -101,6 +106,8 @@ Command RegisterLookup(CLI::App& parent) {
                     "16: codes 0-65535 (default natural)")
         ->check(CLI::IsMember({"natural", "16"}));
     cmd->add_option("VALUES", o->values,
-                    "One colour as numbers separated by commas or blanks; ';' separates colours");
+                    "One colour per argument, its numbers separated by commas or blanks (quote "
+                    "blanks); ';' also separates colours. Without arguments, from stdin: one "
+                    "colour per line, or ';' between colours");
     return {cmd, [o] { return RunLookup(*o); }};
 }

@@ -10,6 +10,7 @@
 #include "base/WideString.h"
 #include "colorspace/IccColorProfile.h"
 #include "colorspace/ProfileQueries.h"
+#include "extract/EmbeddedProfiles.h"
 #include "icc/IccDump.h"
 #include "icc/IccProfile.h"
 #include "icc/IccRecords.h"
@@ -150,13 +151,15 @@ std::wstring ProfileDumpText(const std::string& path) {
     return text;
 }
 
-std::string ProfileInfoText(const std::string& path) {
-    auto profile = Load(path);
+namespace {
+// The summary of a loaded profile whose file is `bytes`, under the name `name`.
+std::string InfoText(const std::string& name, CIccProfileRead& profileRef,
+                     const std::vector<uint8_t>& bytes) {
+    CIccProfileRead* profile = &profileRef;
     const icHeader& h = profile->Header();
     std::string text;
-    text += Line("File:", path);
-    std::error_code ec;
-    text += Line("Size:", std::to_string(std::filesystem::file_size(path, ec)) + " bytes");
+    text += Line("File:", name);
+    text += Line("Size:", std::to_string(bytes.size()) + " bytes");
     text += Line("Class:", SigText(h.deviceClass) + " (" + ClassName(h.deviceClass) + ")");
     text += Line("Colour space:", SigText(h.colorSpace));
     text += Line("Connection space:", SigText(h.pcs));
@@ -168,7 +171,17 @@ std::string ProfileInfoText(const std::string& path) {
                   h.date.day, h.date.hours, h.date.minutes, h.date.seconds);
     text += Line("Created:", date);
     text += Line("Description:", ProfileDescription(*profile));
-    text += Line("MD5:", WideToUtf8(profile->GetProfileMD5String()));
+    // The ID the profile states in its header (bytes 84 to 99; zero when it states none), and
+    // the MD5 the library computes when it loads the profile, by which it recognises it.
+    std::string id;
+    for (size_t i = 84; i < 100 && i < bytes.size(); ++i) {
+        char hex[3];
+        std::snprintf(hex, sizeof hex, "%02X", bytes[i]);
+        id += hex;
+    }
+    const bool noId = id.find_first_not_of('0') == std::string::npos;
+    text += Line("Profile ID:", noId ? "none (zero in the header)" : id + " (from the header)");
+    text += Line("MD5:", WideToUtf8(profile->GetProfileMD5String()) + " (computed)");
     icTag wtpt{};
     uint32_t wtptSize = 0;
     const uint32_t* white = profile->FindTagData(icSigMediaWhitePointTag, &wtpt, &wtptSize);
@@ -192,6 +205,27 @@ std::string ProfileInfoText(const std::string& path) {
         std::snprintf(row, sizeof row, "  %-4s  %-4s  %10u bytes  at %u\n",
                       SigText(tag.sig).c_str(), type.c_str(), tag.size, tag.offset);
         text += row;
+    }
+    return text;
+}
+} // namespace
+
+std::string ProfileInfoText(const std::string& path) {
+    auto profile = Load(path);
+    return InfoText(path, *profile, ReadFileBytes(path, kExitProfile));
+}
+
+std::string EmbeddedProfileInfoText(const std::string& path) {
+    auto found = OpenEmbeddedProfiles(path);
+    if (found->Entries().empty()) throw CliError(kExitProfile, path + ": no embedded profile");
+    std::string text;
+    for (size_t i = 0; i < found->Entries().size(); ++i) {
+        const std::string name = path + " (embedded: " + found->Entries()[i].where + ")";
+        std::vector<uint8_t> bytes = found->Bytes(i);
+        CIccProfileRead profile(&Settings());
+        if (bytes.empty() || !profile.Open(bytes.data(), int(bytes.size())))
+            throw CliError(kExitProfile, name + ": not an ICC profile (or a damaged one)");
+        text += (i ? "\n" : "") + InfoText(name, profile, bytes);
     }
     return text;
 }

@@ -21,10 +21,10 @@ Examples:
   kvrcolor convert scan.png out.tif --from AdobeRGB1998.icc --to press.icc --intent relative-bpc
   kvrcolor convert in.tif out.tif --step sRGB.icc:dev2pcs:perceptual --step proof.icc:preview \
       --step press.icc:pcs2dev:relative --threads 4 --compress lzw
-  kvrcolor lookup --from sRGB.icc --to press.icc "255,0,0; 0,0,255"
-  printf '50 0 0\n75 -20 30\n' | kvrcolor lookup --in-format lab --to press.icc --units 16
+  kvrcolor lookup --from sRGB.icc --to press.icc 255,0,0 "0 0 255"
+  printf '50 0 0; 75 -20 30\n' | kvrcolor lookup --in-format lab --to press.icc
   kvrcolor link rgb2press.icc --from sRGB.icc --to press.icc --intent perceptual
-  kvrcolor info press.icc
+  kvrcolor info press.icc photo.tif
   kvrcolor dump press.icc > press.txt
   kvrcolor extract --list document.pdf
   kvrcolor extract document.pdf --index 2 intent.icc
@@ -60,21 +60,28 @@ destination is --to, else the first profile in <BasePath>/Printer. BasePath is t
 of [ColorProfiles] in the settings file ($KVR_INI, else ~/.config/kvrcolor/kvrcolor.ini).
 With --step, the chain is exactly the steps given, source first.
 
-Images: input TIFF (first image; strips, chunky, 8 or 16 bits: RGB, CMYK, 2-15 inks,
-CIELAB, ICCLAB, grey; MINISWHITE grey is inverted on reading; extra samples such as alpha are
-copied unchanged) or PNG (8 or 16 bits, grey, RGB or palette, with or without alpha, not
-interlaced). Refused: tiled or planar-separate TIFF, other depths, floating point, other
-photometrics, interlaced PNG. Output is always TIFF, with the input's bit depth, the output
-space's photometric, the destination profile embedded. Grey output is not supported. An image
-of 5 or more inks converts with lcms2 (the native engine has tables of at most four inputs),
-or, to the same profile it is in, copies its inks unchanged.
+Images in: TIFF (every page, or --page N; strips or tiles, chunky or planar; 8 or 16 bits, or
+32-bit floating point converted through the 16-bit path: RGB, CMYK, 2-15 inks, CIELAB, ICCLAB,
+grey; MINISWHITE grey is inverted on reading; associated alpha is undone before converting and
+redone after, other extra samples are copied unchanged), PNG (8 or 16 bits, grey, RGB or
+palette, with or without alpha, not interlaced) and JPEG (grey, RGB, CMYK). Refused: other
+depths, 16-bit floating point, other photometrics, interlaced PNG.
+Images out: by --format, else OUT's extension (.tif/.tiff, .png, .jpg/.jpeg; TIFF otherwise):
+TIFF (any of the above, several pages), PNG (8/16-bit grey or RGB, one alpha at most), JPEG
+(8-bit grey, RGB or CMYK, --quality). A format that cannot hold the result is refused before
+any work. Depth: the input's, or --depth 8|16. The destination profile is embedded (TIFF tag,
+PNG iCCP, JPEG APP2) unless --no-embed. Kept where the output has a place: resolution,
+orientation, description, artist, copyright, XMP (TIFF, PNG, JPEG), EXIF (PNG, JPEG), other
+PNG text (PNG); PNG gAMA, cHRM and sRGB are dropped for the embedded profile. Grey output is
+not supported. An image of 5 or more inks converts with lcms2 (the native engine has tables of
+at most four inputs), or, to the same profile it is in, copies its inks unchanged.
 
 Rendering intents (name or number):
 )" + IntentTable() +
            R"(
 Lookup units: natural = RGB and grey 0-255, CMYK and inks in percent 0-100, Lab L 0-100 and
-a/b -128..127; --units 16 = codes 0-65535. Colours: commas or blanks between numbers, ';'
-between colours; without values, one colour per line from stdin.
+a/b -128..127; --units 16 = codes 0-65535. Colours: commas or blanks between numbers; one
+colour per argument; without arguments, from stdin: one colour per line or ';' between colours.
 
 Exit codes: 0 done, 1 internal error, 2 usage, 3 input file missing or unreadable or
 truncated, 4 profile problem (missing, not a profile, wrong colour space for its step),
@@ -90,12 +97,29 @@ int main(int argc, char** argv) {
                  "KVRCOLOR engine or lcms2"};
     app.name("kvrcolor");
     app.require_subcommand(1);
-    app.footer(Footer());
     app.set_version_flag("--version", "kvrcolor 0.1");
     const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
                                 RegisterInfo(app),    RegisterDump(app),   RegisterExtract(app),
                                 RegisterNamed(app),   RegisterPreset(app), RegisterProof(app),
                                 RegisterGamut(app),   RegisterCompare(app)};
+    // Set after the subcommands exist, which would otherwise inherit it: `kvrcolor CMD --help`
+    // shows the command's own options, `kvrcolor --help` the manual.
+    app.footer(Footer());
+    // A first word that is no option and no subcommand is named as such, rather than left to the
+    // parser's "not expected" or "a subcommand is required".
+    if (argc > 1 && argv[1][0] != '-') {
+        bool known = false;
+        std::string names;
+        for (const auto& c : commands) {
+            known = known || c.app->check_name(argv[1]);
+            names += (names.empty() ? "" : ", ") + c.app->get_name();
+        }
+        if (!known) {
+            std::fprintf(stderr, "kvrcolor: unknown subcommand '%s' (%s; see kvrcolor --help)\n",
+                         argv[1], names.c_str());
+            return kExitUsage;
+        }
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {

@@ -1,7 +1,7 @@
 // PNG input, one row at a time with png_read_row: 8 or 16 bits, RGB and grey, each with or
-// without alpha. Palette images are expanded to RGB (with alpha if they carry transparency),
-// grey below 8 bits to 8 bits. Interlaced images are refused: their rows come in seven passes,
-// which would need the whole image in memory.
+// without alpha, with the profile, resolution, EXIF and text chunks. Palette images are expanded to
+// RGB (with alpha if they carry transparency), grey below 8 bits to 8 bits. Interlaced images are
+// refused: their rows come in seven passes, which would need the whole image in memory.
 //
 // libpng reports errors by longjmp. Every call that can fail runs inside a small function that
 // holds nothing but plain data, so that no C++ object is skipped by the jump.
@@ -71,6 +71,7 @@ public:
     void ReadRows(uint32_t rows, void* buffer) override;
 
 private:
+    void TakeMetadata();
     CliError Damaged(const std::string& what) const {
         return CliError(kExitInput, m_info.path + ": " + what + ": " + m_error.message +
                                         " (truncated or damaged file?)");
@@ -81,6 +82,45 @@ private:
     PngError m_error;
     uint32_t m_row = 0;
 };
+
+// pHYs, eXIf and the text chunks; gAMA, cHRM and sRGB are left behind, the profile of the
+// conversion says what the output's colours are.
+void PngReader::TakeMetadata() {
+    ImageMetadata& meta = m_info.meta;
+    png_uint_32 x = 0, y = 0;
+    int unit = 0;
+    if (png_get_pHYs(m_png, m_pngInfo, &x, &y, &unit) && x > 0 && y > 0) {
+        // Pixels per metre, kept as pixels per inch, the unit people set.
+        const double scale = unit == PNG_RESOLUTION_METER ? 0.0254 : 1;
+        meta.xResolution = x * scale;
+        meta.yResolution = y * scale;
+        meta.unit =
+            unit == PNG_RESOLUTION_METER ? ImageMetadata::Unit::Inch : ImageMetadata::Unit::None;
+    }
+    png_uint_32 exifSize = 0;
+    png_bytep exif = nullptr;
+    if (png_get_eXIf_1(m_png, m_pngInfo, &exifSize, &exif) && exif && exifSize > 0)
+        meta.exif.assign(exif, exif + exifSize);
+    png_textp texts = nullptr;
+    int count = 0;
+    png_get_text(m_png, m_pngInfo, &texts, &count);
+    for (int i = 0; i < count; ++i) {
+        const std::string key = texts[i].key ? texts[i].key : "";
+        const size_t length =
+            texts[i].compression > 0 ? texts[i].itxt_length : texts[i].text_length;
+        std::string value(texts[i].text ? texts[i].text : "", texts[i].text ? length : 0);
+        if (key == "XML:com.adobe.xmp")
+            meta.xmp.assign(value.begin(), value.end());
+        else if (key == "Description")
+            meta.description = value;
+        else if (key == "Author")
+            meta.artist = value;
+        else if (key == "Copyright")
+            meta.copyright = value;
+        else if (key != "Software") // the output names its own program
+            meta.text.emplace_back(key, value);
+    }
+}
 
 // The destructor does not run when a constructor throws: `release` closes what was opened.
 PngReader::PngReader(const std::string& path) {
@@ -109,6 +149,7 @@ PngReader::PngReader(const std::string& path) {
         if (png_get_iCCP(m_png, m_pngInfo, &name, &compression, &profile, &profileSize) &&
             profile && profileSize > 0)
             m_info.icc.assign(profile, profile + profileSize);
+        TakeMetadata();
         if (!SetTransforms(m_png, m_pngInfo)) throw Damaged("cannot read the PNG");
 
         m_info.width = png_get_image_width(m_png, m_pngInfo);

@@ -32,3 +32,16 @@ void EncodeFromLink(LabEncoding lab, uint16_t* samples, size_t pixels);
 // The single conversions, for tests and for the loops above.
 uint16_t FileLToLink16(uint16_t l);
 uint16_t LinkLToFile16(uint16_t l);
+
+// Depth changes of one sample at channel `channel` of its pixel: Lab a and b (channels 1 and 2
+// of Lab) move by whole units, everything else spans the full range.
+uint16_t WidenSample(uint8_t v, LabEncoding lab, unsigned channel);
+uint8_t NarrowSample(uint16_t v, LabEncoding lab, unsigned channel);
+
+// Associated (premultiplied) alpha: the `colours` colour samples of each pixel divided by, or
+// multiplied with, the first of its `extras` extra samples. A colour of a pixel without any
+// alpha stays as it is (there is nothing to undo).
+void Unassociate(unsigned colours, unsigned extras, uint8_t* samples, size_t pixels);
+void Unassociate(unsigned colours, unsigned extras, uint16_t* samples, size_t pixels);
+void Associate(unsigned colours, unsigned extras, uint8_t* samples, size_t pixels);
+void Associate(unsigned colours, unsigned extras, uint16_t* samples, size_t pixels);

@@ -38,6 +38,43 @@ uint16_t PhotometricOf(const OutputSpec& s) {
     }
     return PHOTOMETRIC_MINISBLACK;
 }
+uint16_t TiffUnit(ImageMetadata::Unit unit) {
+    switch (unit) {
+    case ImageMetadata::Unit::None:
+        return RESUNIT_NONE;
+    case ImageMetadata::Unit::Inch:
+        return RESUNIT_INCH;
+    case ImageMetadata::Unit::Centimetre:
+        return RESUNIT_CENTIMETER;
+    }
+    return RESUNIT_INCH;
+}
+
+bool SetText(TIFF* tif, uint32_t tag, const std::string& text) {
+    return text.empty() || TIFFSetField(tif, tag, text.c_str());
+}
+
+// The input's metadata that TIFF has tags for. An EXIF block is not written yet: TIFF keeps
+// EXIF in a directory of its own whose entries would have to be rebuilt one by one.
+bool SetMetadata(TIFF* tif, const OutputSpec& spec) {
+    const ImageMetadata& m = spec.meta;
+    bool ok = true;
+    if (m.xResolution > 0 && m.yResolution > 0)
+        ok = TIFFSetField(tif, TIFFTAG_XRESOLUTION, float(m.xResolution)) &&
+             TIFFSetField(tif, TIFFTAG_YRESOLUTION, float(m.yResolution)) &&
+             TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, TiffUnit(m.unit));
+    else if (spec.resolution > 0)
+        ok = TIFFSetField(tif, TIFFTAG_XRESOLUTION, float(spec.resolution)) &&
+             TIFFSetField(tif, TIFFTAG_YRESOLUTION, float(spec.resolution)) &&
+             TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    if (m.orientation >= 1 && m.orientation <= 8)
+        ok = ok && TIFFSetField(tif, TIFFTAG_ORIENTATION, m.orientation);
+    ok = ok && SetText(tif, TIFFTAG_IMAGEDESCRIPTION, m.description) &&
+         SetText(tif, TIFFTAG_ARTIST, m.artist) && SetText(tif, TIFFTAG_COPYRIGHT, m.copyright);
+    if (!m.xmp.empty())
+        ok = ok && TIFFSetField(tif, TIFFTAG_XMLPACKET, uint32_t(m.xmp.size()), m.xmp.data());
+    return ok;
+}
 } // namespace
 
 TiffWriter::TiffWriter(const std::string& path, const OutputSpec& spec,
@@ -80,10 +117,7 @@ void TiffWriter::Start() {
               TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
               TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PhotometricOf(spec)) &&
               TIFFSetField(tif, TIFFTAG_SOFTWARE, spec.software.c_str());
-    if (spec.resolution > 0)
-        ok = ok && TIFFSetField(tif, TIFFTAG_XRESOLUTION, float(spec.resolution)) &&
-             TIFFSetField(tif, TIFFTAG_YRESOLUTION, float(spec.resolution)) &&
-             TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    ok = ok && SetMetadata(tif, spec);
     // CMYK is told by the ink set alone; libtiff warns about NumberOfInks whenever extra
     // samples make it differ from the samples per pixel, so it is written only where it says
     // something the ink set does not.
@@ -143,6 +177,14 @@ void TiffWriter::WriteRows(uint32_t rows, const void* buffer) {
         }
         if (result < 0) throw m->Failed("row " + std::to_string(m->row));
     }
+}
+
+void TiffWriter::NextPage(const OutputSpec& spec) {
+    ClearTiffError();
+    if (!TIFFWriteDirectory(m->tif)) throw m->Failed("cannot finish page");
+    m->spec = spec;
+    m->row = 0;
+    Start();
 }
 
 void TiffWriter::Finish() {
