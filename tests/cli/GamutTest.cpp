@@ -165,12 +165,12 @@ TEST_F(GamutTest, DamagedInputIsRefusedWithoutOutput) {
     EXPECT_FALSE(fs::exists(work / "out.tif"));
 }
 
-TEST_F(GamutTest, JpegOutputIsRefusedWithoutOutput) {
+TEST_F(GamutTest, OutputOfAFormatTheToolDoesNotWriteIsRefusedWithoutOutput) {
     Image(TiffSpec{});
-    const RunResult r = Run({"gamut", work / "in.tif", work / "mask.jpg"});
+    const RunResult r = Run({"gamut", work / "in.tif", work / "mask.bmp"});
     EXPECT_EQ(r.code, kExitUsage) << r.err;
     EXPECT_EQ(LineCount(r.err), 1u) << r.err;
-    EXPECT_FALSE(fs::exists(work / "mask.jpg"));
+    EXPECT_FALSE(fs::exists(work / "mask.bmp"));
 }
 
 } // namespace

@@ -196,9 +196,19 @@ TEST_F(ProofTest, MissingInputIsRefusedWithoutOutput) {
     ExpectRefused({"proof", work / "none.tif", out}, kExitInput, out);
 }
 
-TEST_F(ProofTest, PngOutputIsRefusedWithoutOutput) {
+TEST_F(ProofTest, PngProofHoldsTheSamePixelsAsTheTiffProof) {
     Image("in.tif", TiffSpec{});
-    const std::string out = work / "out.png";
+    ASSERT_EQ(Run({"proof", work / "in.tif", work / "out.tif"}).code, 0);
+    const RunResult png = Run({"proof", work / "in.tif", work / "out.png"});
+    ASSERT_EQ(png.code, 0) << png.err;
+    const AnyImage a = ReadAnyImage(work / "out.tif"), b = ReadAnyImage(work / "out.png");
+    EXPECT_EQ(b.info.space.channels, 3u);
+    EXPECT_EQ(a.samples, b.samples);
+}
+
+TEST_F(ProofTest, OutputOfAFormatTheToolDoesNotWriteIsRefusedWithoutOutput) {
+    Image("in.tif", TiffSpec{});
+    const std::string out = work / "out.gif";
     ExpectRefused({"proof", work / "in.tif", out}, kExitUsage, out);
 }
 

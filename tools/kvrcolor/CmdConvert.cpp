@@ -128,35 +128,6 @@ std::vector<std::string> InputsOf(const ConvertOptions& o) {
     return inputs;
 }
 
-// The output's format: --format, else the output's extension (TIFF when there is none, or it
-// is not an image format's). A name that promises a format the tool does not write, or another
-// one than --format, is refused rather than given other contents.
-ImageFormat ChooseFormat(const std::string& out, const std::string& format) {
-    std::string ext;
-    const size_t dot = out.rfind('.');
-    if (dot != std::string::npos && out.find('/', dot) == std::string::npos)
-        ext = out.substr(dot + 1);
-    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
-    std::optional<ImageFormat> named;
-    if (ext == "tif" || ext == "tiff") named = ImageFormat::Tiff;
-    if (ext == "png") named = ImageFormat::Png;
-    if (ext == "jpg" || ext == "jpeg" || ext == "jpe") named = ImageFormat::Jpeg;
-    for (const char* other : {"jp2", "jpx", "j2k", "gif", "bmp", "webp", "psd", "pdf", "exr",
-                              "heic", "avif", "jxl", "ppm", "pgm"})
-        if (ext == other)
-            throw CliError(kExitUsage,
-                           out + ": convert writes TIFF, PNG or JPEG; name the output .tif, "
-                                 ".png or .jpg");
-    if (format.empty()) return named.value_or(ImageFormat::Tiff);
-    const ImageFormat asked = format == "png"    ? ImageFormat::Png
-                              : format == "jpeg" ? ImageFormat::Jpeg
-                                                 : ImageFormat::Tiff;
-    if (named && *named != asked)
-        throw CliError(kExitUsage, out + ": the name says " + FormatName(*named) +
-                                       ", --format says " + FormatName(asked));
-    return asked;
-}
-
 // What a page of the input becomes: size, depth, space, extra channels, profile, metadata.
 OutputSpec SpecOf(const ConvertOptions& o, const ImageInfo& info, const ResolvedChain& chain,
                   ImageFormat format) {

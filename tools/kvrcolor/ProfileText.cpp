@@ -89,8 +89,11 @@ std::string Format(const char* format, double a, double b, double c) {
 // What the print side reads from an output profile: the description as its profile record gives
 // it (the private description tags win over desc), the ink limit measured on its own B2A tables
 // and the header illuminant beside the media white.
-std::string OutputProfileLines(const std::string& path) {
-    const std::wstring wide = Utf8ToWide(path);
+// The queries read files: the profile's bytes go through a private temporary file, so that an
+// embedded profile is measured like a file.
+std::string OutputProfileLines(const std::vector<uint8_t>& bytes) {
+    const TempProfileFile file(bytes);
+    const std::wstring wide = Utf8ToWide(file.path());
     std::string text;
     CIccColorProfile record;
     if (record.LoadIccFile(wide.c_str(), &Settings()))
@@ -192,7 +195,7 @@ std::string InfoText(const std::string& name, CIccProfileRead& profileRef,
     } else {
         text += Line("Media white:", "none");
     }
-    if (h.deviceClass == icSigOutputClass) text += OutputProfileLines(path);
+    if (h.deviceClass == icSigOutputClass) text += OutputProfileLines(bytes);
     text += Line("Rendering intent:", std::to_string(h.renderingIntent) + " (" +
                                           HeaderIntentName(h.renderingIntent) + ")");
     text += Line("Tags:", std::to_string(profile->GetCount()));

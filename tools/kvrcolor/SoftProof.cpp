@@ -23,8 +23,8 @@
 #include "common/PrintUSM.h"
 #include "icc/IccRecords.h"
 #include "image/ImageReader.h"
+#include "image/ImageWriter.h"
 #include "image/SampleCodec.h"
-#include "image/TiffWriter.h"
 
 namespace {
 
@@ -56,19 +56,6 @@ inline bool OutOfGamut(uint8_t answer) {
 }
 inline bool OutOfGamut(uint16_t answer) {
     return answer >= 0x100;
-}
-
-// The tool writes TIFF only: a name that promises another format is refused rather than given a
-// TIFF under that name.
-void CheckTiffName(const std::string& out) {
-    const size_t dot = out.rfind('.');
-    if (dot == std::string::npos || out.find('/', dot) != std::string::npos) return;
-    std::string ext = out.substr(dot + 1);
-    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
-    for (const char* other : {"png", "jpg", "jpeg", "jpe", "jp2", "jpx", "j2k", "gif", "bmp",
-                              "webp", "psd", "pdf", "exr", "heic", "avif", "jxl", "ppm", "pgm"})
-        if (ext == other)
-            throw CliError(kExitUsage, out + ": writes TIFF only; name the output .tif");
 }
 
 // The monitor: --monitor, else the configured one, else the default RGB profile. An RGB
@@ -215,7 +202,7 @@ void PutPixels(const T* rgb, const T* file, unsigned nIn, unsigned extras, size_
 }
 
 template <class T>
-void Stream(ImageReader& reader, TiffWriter& writer, const OutputSpec& spec, Links& links,
+void Stream(ImageReader& reader, ImageWriter& writer, const OutputSpec& spec, Links& links,
             ProofOutput mode, ParallelTrn& pool, ProofResult& result) {
     const ImageInfo& info = reader.Info();
     const unsigned nIn = info.space.channels, ex = info.extras;
@@ -304,7 +291,7 @@ void AddProofOptions(CLI::App& cmd, ProofOptions& o) {
 }
 
 ProofResult RunSoftProof(const ProofOptions& o) {
-    CheckTiffName(o.out);
+    const ImageFormat format = ChooseFormat(o.out, {});
     std::vector<std::string> inputs{o.in, o.from, o.printer, o.monitor};
     SafeOutput::CheckTarget(o.out, inputs);
     auto reader = OpenImage(o.in);
@@ -337,9 +324,13 @@ ProofResult RunSoftProof(const ProofOptions& o) {
     inputs.push_back(printer);
     inputs.push_back(monitor);
     ProofResult result;
+    spec.format = format;
+    if (const std::string why = CannotHold(spec); !why.empty())
+        throw CliError(kExitUsage, o.out + ": " + why);
     SafeOutput output(o.out, inputs);
-    TiffWriter writer(output.fd(), spec, o.out);
+    const std::unique_ptr<ImageWriter> file = OpenWriter(output.fd(), spec, o.out);
     output.ReleaseFd();
+    ImageWriter& writer = *file;
     ParallelTrn pool(o.threads);
     if (info.bits == 8)
         Stream<uint8_t>(*reader, writer, spec, links, o.output, pool, result);

@@ -1,6 +1,8 @@
 #include "ImageWriter.h"
 
 #include <algorithm>
+#include <cctype>
+#include <optional>
 
 #include "CliError.h"
 #include "SampleCodec.h"
@@ -119,4 +121,30 @@ std::unique_ptr<ImageWriter> NarrowTo8(ImageWriter& writer, const OutputSpec& sp
 
 std::unique_ptr<ImageWriter> AssociateAlpha(ImageWriter& writer, const OutputSpec& spec) {
     return std::make_unique<Associating>(writer, spec);
+}
+
+ImageFormat ChooseFormat(const std::string& out, const std::string& format) {
+    std::string ext;
+    const size_t dot = out.rfind('.');
+    if (dot != std::string::npos && out.find('/', dot) == std::string::npos)
+        ext = out.substr(dot + 1);
+    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
+    std::optional<ImageFormat> named;
+    if (ext == "tif" || ext == "tiff") named = ImageFormat::Tiff;
+    if (ext == "png") named = ImageFormat::Png;
+    if (ext == "jpg" || ext == "jpeg" || ext == "jpe") named = ImageFormat::Jpeg;
+    for (const char* other : {"jp2", "jpx", "j2k", "gif", "bmp", "webp", "psd", "pdf", "exr",
+                              "heic", "avif", "jxl", "ppm", "pgm"})
+        if (ext == other)
+            throw CliError(kExitUsage,
+                           out + ": the tool writes TIFF, PNG or JPEG; name the output .tif, "
+                                 ".png or .jpg");
+    if (format.empty()) return named.value_or(ImageFormat::Tiff);
+    const ImageFormat asked = format == "png"    ? ImageFormat::Png
+                              : format == "jpeg" ? ImageFormat::Jpeg
+                                                 : ImageFormat::Tiff;
+    if (named && *named != asked)
+        throw CliError(kExitUsage, out + ": the name says " + FormatName(*named) +
+                                       ", --format says " + FormatName(asked));
+    return asked;
 }

@@ -51,6 +51,11 @@ public:
 // grey or RGB with at most one alpha; JPEG 8 bits of grey, RGB or CMYK without alpha.
 std::string CannotHold(const OutputSpec& spec);
 const char* FormatName(ImageFormat format);
+// The output's format: `format` ("tiff", "png", "jpeg"; empty: none given), else the extension
+// of `out` (TIFF when there is none, or it is not an image format's). A name that promises a
+// format the tool does not write, or another one than `format`, is refused (CliError, usage)
+// rather than given other contents.
+ImageFormat ChooseFormat(const std::string& out, const std::string& format);
 
 // A writer of spec.format into the open file `fd`, which the writer takes over and closes.
 // `shownName` is the name used in messages. Throws CliError (output).
