@@ -87,7 +87,7 @@ void WriteIniWithBasePath(const std::string& iniPath, const std::string& basePat
     const char* own = std::getenv("KVR_INI");
     std::istringstream lines(own ? kvrtest::ReadText(own) : std::string());
     std::string text, line;
-    bool inProfiles = false, written = false;
+    bool inProfiles = false, written = false, presets = false;
     while (std::getline(lines, line)) {
         if (!line.empty() && line[0] == '[') {
             if (inProfiles && !written) {
@@ -101,9 +101,16 @@ void WriteIniWithBasePath(const std::string& iniPath, const std::string& basePat
             written = true;
             continue;
         }
+        // Presets the programs store go below the test's folder too, never into the shared one.
+        if (line.rfind("SettingsFolder=", 0) == 0) {
+            text += "SettingsFolder=" + basePath + "/presets\n";
+            presets = true;
+            continue;
+        }
         text += line + "\n";
     }
     if (!written) text += "[ColorProfiles]\nBasePath=" + basePath + "\n";
+    if (!presets) text += "[UserSettings]\nSettingsFolder=" + basePath + "/presets\n";
     WriteBytes(iniPath, {text.begin(), text.end()});
 }
 

@@ -2,6 +2,8 @@
 // its own options, not the whole manual.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include <sys/wait.h>
 
 #include <cstdlib>
@@ -77,6 +79,7 @@ protected:
         copy(p.cmyk, dir / "press.icc");
         copy(p.cmyk, dir / "proof.icc");
         copy(p.cmyk, base / "Printer" / "press.icc");
+        copy(p.cmyk, base / "Printer" / "kvr-cmyk.icc"); // the printer the settings name
         copy(p.rgb, base / "InputRgb" / "sRGB.icc");
         TiffSpec photo;
         photo.icc = ReadBytes(p.rgb);
@@ -97,6 +100,14 @@ protected:
         spots.colours = {{L"185", {0x7F80, 0x9400, 0x6C00}, {0, 65535, 60000, 1000}}};
         fs::rename(WideToUtf8(namedtest::WriteGenProfile(work, "spots.icc", spots)),
                    dir / "spots.icc");
+        // A gradation of four inks: each a slight lift of the middle tones.
+        std::string cal;
+        for (int c = 0; c < 4; ++c) {
+            for (int i = 0; i < 256; ++i)
+                cal += std::to_string(unsigned(65535.0 * std::pow(i / 255.0, 0.9) + 0.5)) +
+                       (i < 255 ? " " : "\n");
+        }
+        WriteBytes(dir / "cal.txt", std::vector<uint8_t>(cal.begin(), cal.end()));
         WriteIniWithBasePath(ini, base.string());
         fs::create_directories(bin);
         fs::create_symlink(KVR_CLI_PATH, bin / "kvrcolor");

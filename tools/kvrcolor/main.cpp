@@ -31,7 +31,8 @@ Examples:
   kvrcolor named spots.icc "PANTONE 185 C"
   kvrcolor preset new PsCs Office
   kvrcolor preset set PsCs Office InputProfileRGBPixel=AdobeRGB1998.icc RI_RGBPixel=3
-  kvrcolor preset export PsCs Office office.zip   (and on another machine: preset import)
+  kvrcolor preset export PsCs Office office.zip
+      The preset with its profiles; on another machine: kvrcolor preset import office.zip
   kvrcolor proof photo.tif proof.tif --side-by-side
       How the printer of the settings ([Printer]) would print the photo, on the monitor.
   kvrcolor gamut photo.tif mask.tif --printer press.icc
