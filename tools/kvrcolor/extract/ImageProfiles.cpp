@@ -16,6 +16,7 @@
 #include "EmbeddedProfiles.h"
 #include "icc/IccRecords.h"
 #include "icc/PdfProfile.h"
+#include "image/PngErrors.h"
 #include "image/TiffErrors.h"
 
 namespace {
@@ -51,18 +52,6 @@ struct TiffCloser {
 
 // ---------------------------------------------------------------------------------------------
 // PNG
-
-struct PngError {
-    char message[256] = {};
-};
-
-void OnPngError(png_structp png, png_const_charp message) {
-    auto* error = static_cast<PngError*>(png_get_error_ptr(png));
-    std::snprintf(error->message, sizeof error->message, "%s", message ? message : "error");
-    png_longjmp(png, 1);
-}
-
-void OnPngWarning(png_structp, png_const_charp) {}
 
 bool ReadPngInfo(png_structp png, png_infop info, FILE* file) {
     if (setjmp(png_jmpbuf(png))) return false;

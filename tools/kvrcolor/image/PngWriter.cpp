@@ -13,20 +13,9 @@
 
 #include "CliError.h"
 #include "ImageWriter.h"
+#include "PngErrors.h"
 
 namespace {
-
-struct PngError {
-    char message[256] = {};
-};
-
-void OnPngError(png_structp png, png_const_charp message) {
-    auto* error = static_cast<PngError*>(png_get_error_ptr(png));
-    std::snprintf(error->message, sizeof error->message, "%s", message ? message : "error");
-    png_longjmp(png, 1);
-}
-
-void OnPngWarning(png_structp, png_const_charp) {}
 
 // The text chunks, as plain data for the jump-safe call below.
 struct TextChunks {
