@@ -13,8 +13,8 @@ void CGlobalContext::SetInterpreterDesc(ePsPdfInterpreter interpreter,
     m_interpreterDescs[interpreter] = desc;
 }
 
-const SPsPdfInterpreterDesc* CGlobalContext::GetInterpreterDesc(
-    ePsPdfInterpreter interpreter) const {
+const SPsPdfInterpreterDesc*
+CGlobalContext::GetInterpreterDesc(ePsPdfInterpreter interpreter) const {
     auto it = m_interpreterDescs.find(interpreter);
     return it == m_interpreterDescs.end() ? nullptr : &it->second;
 }

@@ -134,8 +134,7 @@ ePsPdfInterpreter PsCsDialogInterpreter(const SPsCsFamily& family, ePsPdfInterpr
     return interpreter == PsPdfAny ? family.defaultsInterpreter : interpreter;
 }
 
-const SPsPdfInterpreterDesc* PsCsInterpreterDesc(CGlobalContext* context,
-                                                 const SPsCsFamily& family,
+const SPsPdfInterpreterDesc* PsCsInterpreterDesc(CGlobalContext* context, const SPsCsFamily& family,
                                                  ePsPdfInterpreter interpreter) {
     if (!context) return nullptr;
     return context->GetInterpreterDesc(PsCsDialogInterpreter(family, interpreter));

@@ -23,17 +23,17 @@ inline constexpr int kPsCsClasses = 3;
 // One colour row of the first sub-page: per object class a file combo, an intent combo and an
 // embed check box, and the row's all-the-same check box.
 struct SPsCsRow {
-    const wchar_t* name;                       // "RGB", "CMYK", "gray", "Lab"
-    std::array<unsigned int, 3> fileIds;       // vector, pixel, text
-    std::array<unsigned int, 3> intentIds;     // vector, pixel, text
-    std::array<unsigned int, 3> embedIds;      // vector, pixel, text
-    unsigned int allSameId;                    //
-    std::array<PsCsStr, 3> files;              // vector, pixel, text
-    std::array<PsCsInt, 3> intents;            // vector, pixel, text
-    std::array<PsCsInt, 3> embeds;             // vector, pixel, text
-    PsCsInt allSame;                           //
-    const wchar_t* folder;                     // below the base path
-    int pixelMaskBit;                          // bit of channelMask; -1: the row has none
+    const wchar_t* name;                   // "RGB", "CMYK", "gray", "Lab"
+    std::array<unsigned int, 3> fileIds;   // vector, pixel, text
+    std::array<unsigned int, 3> intentIds; // vector, pixel, text
+    std::array<unsigned int, 3> embedIds;  // vector, pixel, text
+    unsigned int allSameId;                //
+    std::array<PsCsStr, 3> files;          // vector, pixel, text
+    std::array<PsCsInt, 3> intents;        // vector, pixel, text
+    std::array<PsCsInt, 3> embeds;         // vector, pixel, text
+    PsCsInt allSame;                       //
+    const wchar_t* folder;                 // below the base path
+    int pixelMaskBit;                      // bit of channelMask; -1: the row has none
 };
 
 extern const SPsCsRow kPsCsRowRgb;
@@ -64,12 +64,12 @@ enum : unsigned int {
     IDC_PSCS_OI_CMYK_TEXT = 1083,
     IDC_PSCS_GRAY_AS_RGB = 1464,
     IDC_PSCS_NC_REPLACEMENT_DEVICEN = 1468,
-    IDC_PSCS_BLACKPOINT = 1473,      // PostScript, Ghostscript
-    IDC_PSCS_OIP_AS_SIM = 1466,      // PostScript, Ghostscript
-    IDC_PSCS_OIP_AS_OUT = 1467,      // PostScript, Ghostscript
-    IDC_PSCS_OVERPRINT = 1475,       // Ghostscript, PDF
-    IDC_PSCS_INTERPRETER5 = 1466,    // PDF
-    IDC_PSCS_RGB_PAGE_SPACE = 1174,  // PDF
+    IDC_PSCS_BLACKPOINT = 1473,        // PostScript, Ghostscript
+    IDC_PSCS_OIP_AS_SIM = 1466,        // PostScript, Ghostscript
+    IDC_PSCS_OIP_AS_OUT = 1467,        // PostScript, Ghostscript
+    IDC_PSCS_OVERPRINT = 1475,         // Ghostscript, PDF
+    IDC_PSCS_INTERPRETER5 = 1466,      // PDF
+    IDC_PSCS_RGB_PAGE_SPACE = 1174,    // PDF
     IDC_PSCS_NORMAL_BLEND_ONLY = 1473, // PDF
     // Labels.
     IDC_PSCS_LABEL_DEFOUT_CMYK = 1597,
@@ -137,8 +137,7 @@ void PreparePDFAurelonCsOnIn(SPostscriptColorSettings& settings, const SPsCsFami
 // The interpreter whose dialogs a family's page uses: "any" stands for the family's own.
 ePsPdfInterpreter PsCsDialogInterpreter(const SPsCsFamily& family, ePsPdfInterpreter interpreter);
 // The application's description of the family's dialogs for an interpreter, or null.
-const SPsPdfInterpreterDesc* PsCsInterpreterDesc(CGlobalContext* context,
-                                                 const SPsCsFamily& family,
+const SPsPdfInterpreterDesc* PsCsInterpreterDesc(CGlobalContext* context, const SPsCsFamily& family,
                                                  ePsPdfInterpreter interpreter);
 // The dialog of sub-page `page` (0 or 1): the description's, 0 without one.
 unsigned int PsCsDialogResource(CGlobalContext* context, const SPsCsFamily& family,

@@ -8,6 +8,7 @@
 
 #include "common/PSOPropPg.h"
 #include "common/PreSetPsCs.h"
+#include "pages/PsCsPages.h" // the interpreter colour pages
 #include "presets/PresetSimTargetPrinter.h"
 
 class CGlobalContext;
@@ -17,9 +18,6 @@ class CPrintUSM;
 enum : unsigned int {
     IDD_PRPG_SIMTARGETPRINTER = 1,
     IDD_PRPG_INPUTPROFILES = 2,
-    IDD_PRPG_PSCS = 3,
-    IDD_PRPG_GHOSTSEPCS = 4,
-    IDD_PRPG_PDFAURELONCS = 5,
 };
 
 class CPrPgPresetSimTargetPrinter : public CPSOPropPg {
@@ -77,65 +75,4 @@ private:
     int m_flag;
     SInputProfilesDialogData1 m_data1;
     SInputProfilesDialogData2 m_data2;
-};
-
-// The interpreter colour pages: one layout, three classes, so that a preset of one kind does not
-// take the page of another.
-class CPrPgPsCsBase : public CPSOPropPg {
-public:
-    CPrPgPsCsBase(unsigned int dialogId, int channelMask, int n, int noReplacement,
-                  const wchar_t* name, CGlobalContext* context, ePsPdfInterpreter interpreter)
-        : CPSOPropPg(dialogId, n), m_channelMask(channelMask), m_noReplacement(noReplacement),
-          m_name(name ? name : L""), m_context(context), m_interpreter(interpreter) {}
-
-    void SetData(const SPostscriptColorSettings& s) { m_data = s; }
-    void GetData(SPostscriptColorSettings& s) const { s = m_data; }
-
-    int ChannelMask() const { return m_channelMask; }
-    int NoReplacement() const { return m_noReplacement; }
-    const std::wstring& Name() const { return m_name; }
-    CGlobalContext* Context() const { return m_context; }
-    ePsPdfInterpreter Interpreter() const { return m_interpreter; }
-
-private:
-    int m_channelMask;
-    int m_noReplacement;
-    std::wstring m_name;
-    CGlobalContext* m_context;
-    ePsPdfInterpreter m_interpreter;
-    SPostscriptColorSettings m_data;
-};
-
-class CPrPgPsCs : public CPrPgPsCsBase {
-public:
-    // `one` is always 1 from the presets: the page of a preset, not of a job.
-    CPrPgPsCs(int one, int channelMask, int n, int noReplacement, const wchar_t* name,
-              CGlobalContext* context, ePsPdfInterpreter interpreter)
-        : CPrPgPsCsBase(IDD_PRPG_PSCS, channelMask, n, noReplacement, name, context, interpreter),
-          m_one(one) {}
-    int PresetMode() const { return m_one; }
-
-private:
-    int m_one;
-};
-
-class CPrPgGhostSepCs : public CPrPgPsCsBase {
-public:
-    CPrPgGhostSepCs(int one, int channelMask, int n, int noReplacement, const wchar_t* name,
-                    CGlobalContext* context, ePsPdfInterpreter interpreter)
-        : CPrPgPsCsBase(IDD_PRPG_GHOSTSEPCS, channelMask, n, noReplacement, name, context,
-                        interpreter),
-          m_one(one) {}
-    int PresetMode() const { return m_one; }
-
-private:
-    int m_one;
-};
-
-class CPrPgPDFAurelonCs : public CPrPgPsCsBase {
-public:
-    CPrPgPDFAurelonCs(int channelMask, int n, int noReplacement, const wchar_t* name,
-                      CGlobalContext* context, ePsPdfInterpreter interpreter)
-        : CPrPgPsCsBase(IDD_PRPG_PDFAURELONCS, channelMask, n, noReplacement, name, context,
-                        interpreter) {}
 };
