@@ -1,5 +1,7 @@
 #include "pages/PsCsFamilies.h"
 
+#include <iterator>
+
 #include "base/PathUtil.h"
 #include "common/GlobalContext.h"
 #include "common/ProfileFolders.h"
@@ -33,54 +35,54 @@ const SPsCsRow kPsCsRowLab = {
     {&S::nUseEmbedLabVector, &S::nUseEmbedLabPixel, &S::nUseEmbedLabText},
     &S::nLabUseAllTheSame, kFolderInputLab, -1};
 
+// The check boxes of every family's second sub-page. 1474 reads as 0 where a dialog lacks it
+// (see the page); the default outputs and 1533 are combos.
+const SPsCsCheck kPsCsChecksAllFamilies[] = {
+    {IDC_PSCS_INTERMEDIATE,   &S::nUseIntermediateColorSpace,
+                                               L"Convert through an intermediate colour space"},
+    {IDC_PSCS_CMYK_DEVICEN,   &S::nUseCMYKColorManagementForDeviceN,
+                                                   L"Colour-manage DeviceN colorants as CMYK"},
+    {IDC_PSCS_NC_REPLACEMENT, &S::nUseNCReplacement,        L"Replace named colours"},
+    {IDC_PSCS_PDFX_DEFAULT,   &S::nUseDefaultPDFXHandling,  L"Default PDF/X handling"},
+    {IDC_PSCS_OI_CMYK_VECTOR, &S::nUseEmbeddedOICmykVector, L"Use the output intent for CMYK vector objects"},
+    {IDC_PSCS_OI_CMYK_PIXEL,  &S::nUseEmbeddedOICmykPixel,  L"Use the output intent for CMYK pixel objects"},
+    {IDC_PSCS_OI_CMYK_TEXT,   &S::nUseEmbeddedOICmykText,   L"Use the output intent for CMYK text"}};
+
 namespace {
 
 const SPsCsRow* const kRowsPostScript[] = {&kPsCsRowRgb, &kPsCsRowCmyk};
 const SPsCsRow* const kRowsGhostSep[] = {&kPsCsRowRgb, &kPsCsRowCmyk, &kPsCsRowGray};
 const SPsCsRow* const kRowsPDF[] = {&kPsCsRowRgb, &kPsCsRowCmyk, &kPsCsRowLab, &kPsCsRowGray};
 
-// Check boxes of the second sub-page, per family. 1474 is read as 0 where the dialog lacks it
-// (see the page), and the default outputs and 1533 are combos.
-#define PSCS_CHECKS_ALL                                                                   \
-    {IDC_PSCS_INTERMEDIATE, &S::nUseIntermediateColorSpace,                               \
-     L"Convert through an intermediate colour space"},                                    \
-    {IDC_PSCS_CMYK_DEVICEN, &S::nUseCMYKColorManagementForDeviceN,                        \
-     L"Colour-manage DeviceN colorants as CMYK"},                                         \
-    {IDC_PSCS_NC_REPLACEMENT, &S::nUseNCReplacement, L"Replace named colours"},           \
-    {IDC_PSCS_PDFX_DEFAULT, &S::nUseDefaultPDFXHandling, L"Default PDF/X handling"},      \
-    {IDC_PSCS_OI_CMYK_VECTOR, &S::nUseEmbeddedOICmykVector,                               \
-     L"Use the output intent for CMYK vector objects"},                                   \
-    {IDC_PSCS_OI_CMYK_PIXEL, &S::nUseEmbeddedOICmykPixel,                                 \
-     L"Use the output intent for CMYK pixel objects"},                                    \
-    {IDC_PSCS_OI_CMYK_TEXT, &S::nUseEmbeddedOICmykText,                                   \
-     L"Use the output intent for CMYK text"}
+// Labels of the check boxes that more than one family has.
+constexpr const wchar_t* kLabelGrayAsRgb = L"Treat gray as RGB";
+constexpr const wchar_t* kLabelNcDeviceN = L"Replace named colours of DeviceN";
+constexpr const wchar_t* kLabelBlackpoint = L"Black-point compensation";
+constexpr const wchar_t* kLabelOipAsSim = L"Use the output intent profile as simulation profile";
+constexpr const wchar_t* kLabelOipAsOut = L"Use the output intent profile as output profile";
+constexpr const wchar_t* kLabelOverprint = L"Simulate overprinting";
 
-#define PSCS_CHECKS_POSTSCRIPT_GHOSTSCRIPT                                                \
-    {IDC_PSCS_GRAY_AS_RGB, &S::nTreatGrayAsRgb, L"Treat gray as RGB"},                    \
-    {IDC_PSCS_NC_REPLACEMENT_DEVICEN, &S::nUseNCReplacementForDeviceN,                    \
-     L"Replace named colours of DeviceN"},                                                \
-    {IDC_PSCS_BLACKPOINT, &S::nUseAdobeBlackpointCompensation,                            \
-     L"Black-point compensation"},                                                        \
-    {IDC_PSCS_OIP_AS_SIM, &S::nUseOIPAsSimProf,                                           \
-     L"Use the output intent profile as simulation profile"},                             \
-    {IDC_PSCS_OIP_AS_OUT, &S::nUseOIPAsOutProf,                                           \
-     L"Use the output intent profile as output profile"}
-
-const SPsCsCheck kChecksPostScript[] = {PSCS_CHECKS_ALL, PSCS_CHECKS_POSTSCRIPT_GHOSTSCRIPT};
+// The check boxes of each family's second sub-page beside those of kPsCsChecksAllFamilies.
+const SPsCsCheck kChecksPostScript[] = {
+    {IDC_PSCS_GRAY_AS_RGB,            &S::nTreatGrayAsRgb,                 kLabelGrayAsRgb},
+    {IDC_PSCS_NC_REPLACEMENT_DEVICEN, &S::nUseNCReplacementForDeviceN,     kLabelNcDeviceN},
+    {IDC_PSCS_BLACKPOINT,             &S::nUseAdobeBlackpointCompensation, kLabelBlackpoint},
+    {IDC_PSCS_OIP_AS_SIM,             &S::nUseOIPAsSimProf,                kLabelOipAsSim},
+    {IDC_PSCS_OIP_AS_OUT,             &S::nUseOIPAsOutProf,                kLabelOipAsOut}};
 const SPsCsCheck kChecksGhostSep[] = {
-    PSCS_CHECKS_ALL, PSCS_CHECKS_POSTSCRIPT_GHOSTSCRIPT,
-    {IDC_PSCS_OVERPRINT, &S::nSimulateOverprinting, L"Simulate overprinting"}};
+    {IDC_PSCS_GRAY_AS_RGB,            &S::nTreatGrayAsRgb,                 kLabelGrayAsRgb},
+    {IDC_PSCS_NC_REPLACEMENT_DEVICEN, &S::nUseNCReplacementForDeviceN,     kLabelNcDeviceN},
+    {IDC_PSCS_BLACKPOINT,             &S::nUseAdobeBlackpointCompensation, kLabelBlackpoint},
+    {IDC_PSCS_OIP_AS_SIM,             &S::nUseOIPAsSimProf,                kLabelOipAsSim},
+    {IDC_PSCS_OIP_AS_OUT,             &S::nUseOIPAsOutProf,                kLabelOipAsOut},
+    {IDC_PSCS_OVERPRINT,              &S::nSimulateOverprinting,           kLabelOverprint}};
 const SPsCsCheck kChecksPDF[] = {
-    PSCS_CHECKS_ALL,
-    {IDC_PSCS_OVERPRINT, &S::nSimulateOverprinting, L"Simulate overprinting"},
-    {IDC_PSCS_INTERPRETER5, &S::nInterpreter5Option, L"Interpreter option"},
-    {IDC_PSCS_RGB_PAGE_SPACE, &S::nUseRGBPageColorSpaceForColorManagement,
-     L"Use RGB as the page's colour space"},
+    {IDC_PSCS_OVERPRINT,         &S::nSimulateOverprinting,                  kLabelOverprint},
+    {IDC_PSCS_INTERPRETER5,      &S::nInterpreter5Option,                    L"Interpreter option"},
+    {IDC_PSCS_RGB_PAGE_SPACE,    &S::nUseRGBPageColorSpaceForColorManagement,
+                                                         L"Use RGB as the page's colour space"},
     {IDC_PSCS_NORMAL_BLEND_ONLY, &S::nOnlyColorManageNormalBlendMode,
-     L"Colour-manage only objects in normal blend mode"}};
-
-#undef PSCS_CHECKS_ALL
-#undef PSCS_CHECKS_POSTSCRIPT_GHOSTSCRIPT
+                                            L"Colour-manage only objects in normal blend mode"}};
 
 const SPsCsAltText kAltPostScriptGhostSep[] = {
     {IDC_PSCS_LABEL_DEFOUT_CMYK, IDS_PSCS_INTERMEDIATE_CMYK},
@@ -128,6 +130,13 @@ void PreparePDFAurelonCsOnIn(SPostscriptColorSettings& settings, const SPsCsFami
         ReduceRows(settings, family);
     else
         ReduceDefaultOutputs(settings);
+}
+
+std::vector<SPsCsCheck> PsCsPage2Checks(const SPsCsFamily& family) {
+    std::vector<SPsCsCheck> checks(std::begin(kPsCsChecksAllFamilies),
+                                   std::end(kPsCsChecksAllFamilies));
+    checks.insert(checks.end(), family.page2Checks.begin(), family.page2Checks.end());
+    return checks;
 }
 
 ePsPdfInterpreter PsCsDialogInterpreter(const SPsCsFamily& family, ePsPdfInterpreter interpreter) {

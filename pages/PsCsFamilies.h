@@ -7,6 +7,7 @@
 #include <array>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "common/PreSetPsCs.h"
 
@@ -108,9 +109,9 @@ struct SPsCsFamily {
     unsigned int outerDialog;
     // Whose defaults the outer page loads, and which interpreter's dialogs "any" (6) stands for.
     ePsPdfInterpreter defaultsInterpreter;
-    std::span<const SPsCsRow* const> rows; // colour rows of the first sub-page, in order
-    PsCsPrepare prepare;                   // PreparePsCsOnIn or PreparePDFAurelonCsOnIn
-    std::span<const SPsCsCheck> page2Checks;
+    std::span<const SPsCsRow* const> rows;   // colour rows of the first sub-page, in order
+    PsCsPrepare prepare;                     // PreparePsCsOnIn or PreparePDFAurelonCsOnIn
+    std::span<const SPsCsCheck> page2Checks; // beside kPsCsChecksAllFamilies
     // Labels that take another text while the intermediate space is on.
     std::span<const SPsCsAltText> intermediateTexts;
     // The PostScript and Ghostscript pages limit their CMYK intent lists by US_ShowAdvancedRIs.
@@ -121,6 +122,11 @@ struct SPsCsFamily {
     // The output-intent CMYK boxes are enabled only without default PDF/X handling.
     bool outputIntentByPdfx;
 };
+
+// The check boxes that the second sub-page of every family has.
+extern const SPsCsCheck kPsCsChecksAllFamilies[7];
+// All check boxes of a family's second sub-page: those of every family, then its own.
+std::vector<SPsCsCheck> PsCsPage2Checks(const SPsCsFamily& family);
 
 extern const SPsCsFamily kPsCsFamilyPostScript;
 extern const SPsCsFamily kPsCsFamilyGhostSep;

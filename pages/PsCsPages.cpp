@@ -283,7 +283,7 @@ CPrPgPsCsPage2Base::CPrPgPsCsPage2Base(const SPsCsFamily& family, const SPsCsPag
     : CPrPgPsCsSubPage(family, 1, params, data) {}
 
 void CPrPgPsCsPage2Base::AddControls() {
-    for (const SPsCsCheck& check : m_family.page2Checks)
+    for (const SPsCsCheck& check : PsCsPage2Checks(m_family))
         AddIfPresent(check.id, EControlKind::Check, check.label);
     AddIfPresent(IDC_PSCS_LABEL_DEFOUT_CMYK, EControlKind::Text, L"Default CMYK output profile");
     AddIfPresent(IDC_PSCS_DEFOUT_CMYK, EControlKind::Combo, L"CMYK output profile");
@@ -328,7 +328,7 @@ int CPrPgPsCsPage2Base::OnInitDialog() {
 }
 
 void CPrPgPsCsPage2Base::UpdateControls(int save) {
-    for (const SPsCsCheck& check : m_family.page2Checks) {
+    for (const SPsCsCheck& check : PsCsPage2Checks(m_family)) {
         if (!HasControl(check.id)) continue;
         if (save)
             m_data.*check.field = GetCheck(check.id);

@@ -62,7 +62,7 @@ TEST(PsCsFamilies, RowControlsAreDistinctWithinAPage) {
 
 TEST(PsCsFamilies, SecondPageChecksDifferPerFamily) {
     auto field = [](const SPsCsFamily& f, unsigned int id) -> PsCsInt {
-        for (const SPsCsCheck& c : f.page2Checks)
+        for (const SPsCsCheck& c : PsCsPage2Checks(f))
             if (c.id == id) return c.field;
         return nullptr;
     };

@@ -770,3 +770,18 @@ TEST(PsCsPages, EveryControlHasALabel) {
                 EXPECT_FALSE(c.sLabel.empty()) << family->name << " " << id;
     }
 }
+
+TEST(PsCsPages, SecondPageTakesTheIntegratedFlagOfTheFirstWhenItBecomesActive) {
+    for (const SPsCsFamily* family : {&kPsCsFamilyPostScript, &kPsCsFamilyGhostSep}) {
+        SCOPED_TRACE(family->name);
+        Session t;
+        t.Open(*family, S{}, {.channelMask = 3});
+        EXPECT_FALSE(Shown(t.P2(), IDC_PSCS_DEFOUT_CMYK));
+        ASSERT_TRUE(t.P1().UserSetCheck(IDC_PSCS_INTEGRATED, 1));
+        ASSERT_TRUE(t.P1().UserCommand(IDC_PSCS_INTEGRATED));
+        t.P2().OnSetActive();
+        EXPECT_TRUE(Shown(t.P2(), IDC_PSCS_DEFOUT_CMYK));
+        EXPECT_TRUE(Shown(t.P2(), IDC_PSCS_DEFOUT_RGB));
+        EXPECT_TRUE(Shown(t.P2(), IDC_PSCS_INTERMEDIATE));
+    }
+}
