@@ -97,11 +97,28 @@ int CFileComboBox::Refill() {
     std::vector<std::wstring> files = ListFiles();
     const int count = static_cast<int>(files.size());
     if (!m_combo) return count;
+    const int oldSel = m_combo->GetCurSel();
+    const std::wstring oldText = m_combo->GetText();
     std::vector<std::wstring> items;
     if (!m_noFileEntry.empty()) items.push_back(m_noFileEntry);
     items.insert(items.end(), files.begin(), files.end());
     m_combo->ResetItems(std::move(items));
+    if (oldSel >= 0) m_combo->SelectString(oldText);
     return count;
+}
+
+int CFileComboBox::FindFileName(const std::wstring& name) const {
+    if (!m_combo || name.empty()) return -1;
+    const std::vector<std::wstring> items = m_combo->GetItems();
+    for (size_t i = m_noFileEntry.empty() ? 0 : 1; i < items.size(); ++i)
+        if (items[i] == name) return static_cast<int>(i);
+    return -1;
+}
+
+bool CFileComboBox::HasFileSelected() const {
+    if (!m_combo) return false;
+    const int sel = m_combo->GetCurSel();
+    return sel >= (m_noFileEntry.empty() ? 0 : 1);
 }
 
 std::wstring CFileComboBox::GetFileName() const {
@@ -123,15 +140,9 @@ int CFileComboBox::SelectFileName(const std::wstring& name) {
         m_combo->SetCurSel(sel);
         return sel;
     }
-    const std::vector<std::wstring> items = m_combo->GetItems();
-    const size_t first = m_noFileEntry.empty() ? 0 : 1;
-    for (size_t i = first; i < items.size(); ++i) {
-        if (items[i] == name) {
-            m_combo->SetCurSel(static_cast<int>(i));
-            return static_cast<int>(i);
-        }
-    }
-    m_combo->SetCurSel(-1);
+    const int index = FindFileName(name);
+    m_combo->SetCurSel(index);
+    if (index >= 0) return index;
     m_unlistedName = name;
     return -1;
 }

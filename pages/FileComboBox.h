@@ -46,9 +46,14 @@ public:
     // and, among names equal but for case, by their exact text: the order does not depend on
     // the order in which the system lists the folder.
     std::vector<std::wstring> ListFiles() const;
-    // Lists the folder into the combo again, after the no-file entry. The selection is cleared
-    // (the caller selects again). Answers the number of files listed.
+    // Lists the folder into the combo again, after the no-file entry. The entry selected before
+    // stays selected when it is still listed; otherwise nothing is selected. Answers the number
+    // of files listed.
     int Refill();
+    // The index of file name `name` in the combo, -1 when it is not listed; selects nothing.
+    int FindFileName(const std::wstring& name) const;
+    // Whether an entry of a file (not the no-file entry) is selected.
+    bool HasFileSelected() const;
 
     // The selected file name: empty for the no-file entry. With nothing selected, the name last
     // given to SelectFileName that was not in the list (a file that has gone keeps its name
