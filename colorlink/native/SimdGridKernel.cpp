@@ -16,6 +16,8 @@ HWY_BEFORE_NAMESPACE();
 namespace kvr_grid_simd {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
+// The one-lane fallback target has no kernel: the fast path's own loop serves that case.
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
 // The fast path's output table is read by the top 12 bits of a 16-bit grid result.
 constexpr unsigned kLutShift = 4;
@@ -39,7 +41,10 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
     // next, so a step never ends on the last pixel of the run.
     const unsigned usable = In == 3 ? (count > 0 ? count - 1 : 0) : count;
     const VI pixelOffsets = hn::Mul(hn::Iota(di, 0), hn::Set(di, int32_t(In)));
-    const uint32_t* grid32 = reinterpret_cast<const uint32_t*>(t.grid);
+    const hn::Repartition<uint64_t, decltype(du)> d64;
+    const hn::RebindToSigned<decltype(d64)> di64;
+    const hn::Half<decltype(di)> dh;
+    const uint64_t* grid64 = reinterpret_cast<const uint64_t*>(t.grid);
     const VU byteMask = hn::Set(du, 0xFFu), sampleMask = hn::Set(du, 0xFFFFu);
     const VU one = hn::Set(du, 1u), half = hn::Set(du, 32767u);
 
@@ -111,14 +116,19 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
         weight[In - 1] = hn::BitCast(du, f[In - 1]);
         const VU wSum = hn::BitCast(du, f[0]);
 
-        // Samples of channels 0/1 and 2/3 of every node, two per 32-bit read.
+        // The four samples of every node in one 64-bit read (gathers cost per element), split
+        // into channels 0/1 and 2/3 of each pixel.
         VU s[4] = {half, half, half, half};
         VU t0[4];
 #pragma GCC unroll 5
         for (unsigned j = 0; j <= In; ++j) {
             const VI at = hn::BitCast(di, hn::ShiftLeft<1>(node[j]));
-            const VU lo = hn::GatherOffset(du, grid32, at);
-            const VU hi = hn::GatherOffset(du, grid32, hn::Add(at, hn::Set(di, 4)));
+            const VU first = hn::BitCast(
+                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::LowerHalf(dh, at))));
+            const VU second = hn::BitCast(
+                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::UpperHalf(dh, at))));
+            const VU lo = hn::ConcatEven(du, second, first);
+            const VU hi = hn::ConcatOdd(du, second, first);
             const VU ch[4] = {hn::And(lo, sampleMask), hn::ShiftRight<16>(lo),
                               hn::And(hi, sampleMask), hn::ShiftRight<16>(hi)};
             if (j == 0) {
@@ -168,6 +178,7 @@ unsigned Grid8In3(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst,
 unsigned Grid8In4(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, unsigned count) {
     return Grid8<4>(t, src, dst, count);
 }
+#endif
 
 } // namespace HWY_NAMESPACE
 } // namespace kvr_grid_simd
@@ -240,10 +251,12 @@ bool SimdLevelAvailable(SimdLevel level) {
 }
 
 SimdLevel BestSimdLevel() {
-    SimdLevel best = SimdLevel::Scalar;
-    for (const SLevelKernels& k : kLevels)
-        if (SimdLevelAvailable(k.level)) best = k.level;
-    return best;
+    // SSE4 has no gather instruction: its kernel loads the lanes one by one and is slower
+    // than the one-pixel SSE2 loop, so it runs only when asked for (it keeps the four-lane
+    // code tested).
+    for (SimdLevel level : {SimdLevel::Avx512, SimdLevel::Avx2})
+        if (SimdLevelAvailable(level)) return level;
+    return SimdLevel::Scalar;
 }
 
 SimdLevel SimdLevelSetting() {

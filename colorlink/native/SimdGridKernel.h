@@ -13,7 +13,7 @@
 
 enum class SimdLevel {
     Scalar, // no kernel: the fast path's one-pixel-at-a-time loop
-    Sse4,   // 4 pixels a step
+    Sse4,   // 4 pixels a step, lanes loaded one by one (no gather instruction): tests only
     Avx2,   // 8 pixels a step
     Avx512, // 16 pixels a step
 };
@@ -24,7 +24,7 @@ bool ParseSimdLevel(const char* name, SimdLevel& level);
 
 // Whether this CPU (and this build) can run the kernels of `level`; Scalar always can.
 bool SimdLevelAvailable(SimdLevel level);
-// The best level available.
+// The fastest level available (never Sse4, whose kernel is slower than Scalar).
 SimdLevel BestSimdLevel();
 // The level KVR_SIMD asks for ("best", unset or unknown: BestSimdLevel()), lowered to the best
 // available one at or below it.
