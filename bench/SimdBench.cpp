@@ -4,8 +4,9 @@
 //   CMYK8_CMYK8   the ghostscript press CMYK to that printer
 // Each level converts the same random image (4 megapixels) through a path made for it from the
 // link's table (what TrnPixels8 calls); lcms2 runs cmsDoTransform, one thread. Timed by the
-// thread's CPU time, the median of the repetitions (the machine may be busy with other work);
-// printed as MPixel/s with the ratio to lcms2 and the goal beside it.
+// thread's CPU time; each repetition runs all contenders in turn. Printed: the median MPixel/s,
+// lcms2's, the median of the per-repetition ratios to lcms2 (robust when the machine's load
+// changes during the run) and the goal.
 //
 //   bench_SimdBench [repetitions]     (default 7)
 #include <lcms2.h>
@@ -56,17 +57,16 @@ double ThreadSeconds() {
     return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
 }
 
-// Median MPixel/s of `run` over `reps` repetitions, by thread CPU time.
-double MedianMpix(const std::function<void()>& run, int reps) {
-    std::vector<double> speeds;
-    run(); // warm the caches and the tables
-    for (int r = 0; r < reps; ++r) {
-        const double t0 = ThreadSeconds();
-        run();
-        speeds.push_back(double(kPixels) / (ThreadSeconds() - t0) / 1e6);
-    }
-    std::sort(speeds.begin(), speeds.end());
-    return speeds[speeds.size() / 2];
+// Thread CPU seconds of one run.
+double Seconds(const std::function<void()>& run) {
+    const double t0 = ThreadSeconds();
+    run();
+    return ThreadSeconds() - t0;
+}
+
+double Median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
 }
 
 std::vector<uint8_t> RandomImage(unsigned chans) {
@@ -112,34 +112,59 @@ int main(int argc, char** argv) {
         }
 
         const std::vector<uint8_t> src = RandomImage(c.nIn);
-        std::vector<uint8_t> dst(kPixels * 4), first(kPixels * 4);
-        const double lcmsSpeed = MedianMpix(
-            [&] { cmsDoTransform(lcms, src.data(), dst.data(), cmsUInt32Number(kPixels)); }, reps);
-        cmsDeleteTransform(lcms);
+        std::vector<uint8_t> dst(kPixels * 4), first;
 
-        bool firstLevel = true;
+        // The contenders: lcms2 first, then every level the CPU has.
+        struct Contender {
+            std::string name;
+            std::function<void()> run;
+        };
+        std::vector<Contender> all;
+        all.push_back({"lcms2", [&] {
+                           cmsDoTransform(lcms, src.data(), dst.data(), cmsUInt32Number(kPixels));
+                       }});
+        std::vector<std::unique_ptr<CFastPixelPath>> paths;
         for (SimdLevel level :
              {SimdLevel::Scalar, SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512}) {
             if (!SimdLevelAvailable(level)) {
                 std::printf("%-12s %-8s %10s\n", c.name, SimdLevelName(level), "(not here)");
                 continue;
             }
-            const auto path = CFastPixelPath::Make(*link.Table16(), c.nIn, 4, level);
-            if (!path) {
+            paths.push_back(CFastPixelPath::Make(*link.Table16(), c.nIn, 4, level));
+            if (!paths.back()) {
                 std::fprintf(stderr, "%s: no fast path\n", c.name);
                 return 1;
             }
-            const double speed =
-                MedianMpix([&] { path->Trn8(src.data(), dst.data(), unsigned(kPixels)); }, reps);
+            const CFastPixelPath* path = paths.back().get();
+            all.push_back({SimdLevelName(level),
+                           [&, path] { path->Trn8(src.data(), dst.data(), unsigned(kPixels)); }});
             // Every level must give the scalar level's bytes; a benchmark of wrong output is void.
-            if (firstLevel) first = dst;
-            const bool same = dst == first;
-            firstLevel = false;
-            std::printf("%-12s %-8s %10.1f %10.1f %6.2fx %5.1fx%s\n", c.name, SimdLevelName(level),
-                        speed, lcmsSpeed, speed / lcmsSpeed, kGoal,
-                        same ? "" : "  OUTPUT DIFFERS FROM SCALAR");
-            if (!same) return 1;
+            all.back().run();
+            if (first.empty()) first = dst;
+            if (dst != first) {
+                std::fprintf(stderr, "%s %s: output differs from scalar\n", c.name,
+                             SimdLevelName(level));
+                return 1;
+            }
         }
+
+        // Each repetition runs every contender once, in turn, so that all of them meet the same
+        // load of the machine; a contender's ratio is taken against lcms2 of its repetition.
+        std::vector<std::vector<double>> speed(all.size()), ratio(all.size());
+        all[0].run(); // warm lcms2's caches
+        for (int r = 0; r < reps; ++r) {
+            std::vector<double> mpix;
+            for (const Contender& k : all) mpix.push_back(double(kPixels) / Seconds(k.run) / 1e6);
+            for (size_t i = 0; i < all.size(); ++i) {
+                speed[i].push_back(mpix[i]);
+                ratio[i].push_back(mpix[i] / mpix[0]);
+            }
+        }
+        cmsDeleteTransform(lcms);
+        const double lcmsSpeed = Median(speed[0]);
+        for (size_t i = 1; i < all.size(); ++i)
+            std::printf("%-12s %-8s %10.1f %10.1f %6.2fx %5.1fx\n", c.name, all[i].name.c_str(),
+                        Median(speed[i]), lcmsSpeed, Median(ratio[i]), kGoal);
     }
     return 0;
 }

@@ -37,10 +37,7 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
     using VI = hn::Vec<decltype(di)>;
     const unsigned n = unsigned(hn::Lanes(du));
 
-    // Three-input pixels are read as four bytes: the last pixel of a step reads one byte of the
-    // next, so a step never ends on the last pixel of the run.
-    const unsigned usable = In == 3 ? (count > 0 ? count - 1 : 0) : count;
-    const VI pixelOffsets = hn::Mul(hn::Iota(di, 0), hn::Set(di, int32_t(In)));
+    const hn::Rebind<uint8_t, decltype(du)> d8; // one byte per pixel
     const hn::Repartition<uint64_t, decltype(du)> d64;
     const hn::RebindToSigned<decltype(d64)> di64;
     const hn::Half<decltype(di)> dh;
@@ -51,13 +48,22 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
     uint32_t lastKey = 0, lastOut = 0; // the last pixel converted and its result
     bool haveLast = false;
     unsigned done = 0;
-    for (; done + n <= usable; done += n, src += n * In, dst += n * 4) {
-        VU px;
+    for (; done + n <= count; done += n, src += n * In, dst += n * 4) {
+        // The input bytes of each pixel (`in`) and all of them as one number (`px`, first byte
+        // lowest).
+        VU px, in[In];
         if constexpr (In == 3) {
-            px = hn::And(hn::GatherOffset(du, reinterpret_cast<const uint32_t*>(src), pixelOffsets),
-                         hn::Set(du, 0xFFFFFFu));
+            hn::Vec<decltype(d8)> r, g, b;
+            hn::LoadInterleaved3(d8, src, r, g, b);
+            in[0] = hn::PromoteTo(du, r);
+            in[1] = hn::PromoteTo(du, g);
+            in[2] = hn::PromoteTo(du, b);
+            px = hn::Or(in[0], hn::Or(hn::ShiftLeft<8>(in[1]), hn::ShiftLeft<16>(in[2])));
         } else {
             px = hn::LoadU(du, reinterpret_cast<const uint32_t*>(src));
+#pragma GCC unroll 4
+            for (unsigned k = 0; k < In; ++k)
+                in[k] = hn::And(hn::ShiftRightSame(px, int(8 * k)), byteMask);
         }
         // A step of pixels all equal to the last one converted takes over its result.
         if (haveLast && hn::AllTrue(du, hn::Eq(px, hn::Set(du, lastKey)))) {
@@ -73,8 +79,7 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
         VU base = hn::Zero(du);
 #pragma GCC unroll 4
         for (unsigned k = 0; k < In; ++k) {
-            const VU b = hn::And(hn::ShiftRightSame(px, int(8 * k)), byteMask);
-            const VU e = hn::GatherIndex(du, t.axis[k], hn::BitCast(di, b));
+            const VU e = hn::GatherIndex(du, t.axis[k], hn::BitCast(di, in[k]));
             f[k] = hn::BitCast(di, hn::ShiftRight<8>(e));
             const VU stride = hn::Set(du, t.stride[k]);
             base = hn::Add(base, hn::Mul(hn::And(e, byteMask), stride));

@@ -39,8 +39,7 @@ struct SGridKernel8Tables {
 };
 
 // Converts whole steps of pixels from the start of the run and answers how many pixels it did;
-// the caller converts the rest (never more than a step's worth, plus one pixel for three inputs:
-// the kernel reads each pixel as four bytes).
+// the caller converts the rest (less than a step).
 using GridKernel8 = unsigned (*)(const SGridKernel8Tables& tables, const uint8_t* src, uint8_t* dst,
                                  unsigned count);
 
