@@ -11,7 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -28,12 +30,16 @@ namespace fs = std::filesystem;
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
 constexpr size_t kVariantPixels = size_t(1) << 14;
 #else
+constexpr bool kSanitized = false;
 constexpr size_t kVariantPixels = size_t(1) << 17;
 #endif
-// The main case of each kernel and level gets a million random pixels in every build.
+// The links of each kernel get a million random pixels per level in every build; the
+// synthetic tables as many in the plain build.
 constexpr size_t kRandomPixels = 1000000;
+constexpr size_t kSyntheticPixels = kSanitized ? kVariantPixels : kRandomPixels;
 
 constexpr SimdLevel kKernelLevels[] = {SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512};
 
@@ -148,18 +154,17 @@ void CheckTable(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level,
                           0u);
 }
 
-// Every kernel level: those the CPU lacks are skipped, saying so.
-template <class Check> void ForEachLevel(const Check& check) {
-    std::string missing;
-    for (SimdLevel level : kKernelLevels) {
-        if (!SimdLevelAvailable(level)) {
-            missing += std::string(missing.empty() ? "" : ", ") + SimdLevelName(level);
-            continue;
-        }
-        SCOPED_TRACE(SimdLevelName(level));
-        check(level);
+// The tests of the kernels run once per level; a level the CPU lacks is skipped, saying so.
+class SimdGridKernelLevel : public ::testing::TestWithParam<SimdLevel> {
+protected:
+    void SetUp() override {
+        if (!SimdLevelAvailable(GetParam()))
+            GTEST_SKIP() << "this CPU or build has no " << SimdLevelName(GetParam()) << " kernel";
     }
-    if (!missing.empty()) GTEST_SKIP() << "this CPU or build has no " << missing;
+};
+
+std::string LevelName(const ::testing::TestParamInfo<SimdLevel>& info) {
+    return SimdLevelName(info.param);
 }
 
 // ---- synthetic tables ----
@@ -211,36 +216,67 @@ TEST(SimdGridKernel, LevelNamesRoundTrip) {
     EXPECT_TRUE(SimdLevelAvailable(SimdLevelSetting()));
 }
 
-TEST(SimdGridKernel, ThreeInputsRandomTableWrapsLikeScalar) {
+// KVR_SIMD, restored when the test ends.
+class SimdSetting {
+public:
+    SimdSetting() {
+        if (const char* old = std::getenv("KVR_SIMD")) saved = old;
+    }
+    ~SimdSetting() {
+        if (saved.empty())
+            unsetenv("KVR_SIMD");
+        else
+            setenv("KVR_SIMD", saved.c_str(), 1);
+    }
+    void Set(const char* level) { setenv("KVR_SIMD", level, 1); }
+
+private:
+    std::string saved;
+};
+
+TEST(SimdGridKernel, SettingForcesTheLevelOfANewPath) {
+    const auto table = RandomPipeline<CFunc_16Tab3Mft>(5, false, 11);
+    SimdSetting setting;
+    setting.Set("scalar");
+    EXPECT_EQ(SimdLevelSetting(), SimdLevel::Scalar);
+    EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel8Level(), SimdLevel::Scalar);
+    setting.Set("best");
+    EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel8Level(), BestSimdLevel());
+    setting.Set("no such level");
+    EXPECT_EQ(SimdLevelSetting(), BestSimdLevel());
+    for (SimdLevel level : kKernelLevels) {
+        setting.Set(SimdLevelName(level));
+        // A level the CPU lacks falls to the next one below that it has.
+        SimdLevel expected = level;
+        while (!SimdLevelAvailable(expected)) expected = SimdLevel(int(expected) - 1);
+        EXPECT_EQ(SimdLevelSetting(), expected) << SimdLevelName(level);
+        EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel8Level(), expected)
+            << SimdLevelName(level);
+    }
+}
+
+TEST_P(SimdGridKernelLevel, ThreeInputsRandomTableWrapsLikeScalar) {
     const auto table = RandomPipeline<CFunc_16Tab3Mft>(33, false, 101);
-    ForEachLevel([&](SimdLevel level) {
-        CheckTable(*table, 3, level, "3 in random 33", kRandomPixels, 102);
-    });
+    CheckTable(*table, 3, GetParam(), "3 in random 33", kSyntheticPixels, 102);
 }
 
-TEST(SimdGridKernel, ThreeInputsWithoutCurvesAndSmallGrid) {
+TEST_P(SimdGridKernelLevel, ThreeInputsWithoutCurvesAndSmallGrid) {
     const auto plain = RandomPipeline<CFunc_16Tab3Mft>(9, true, 103);
+    CheckTable(*plain, 3, GetParam(), "3 in random 9 no curves", kVariantPixels, 105);
     const auto two = RandomPipeline<CFunc_16Tab3Mft>(2, false, 104);
-    ForEachLevel([&](SimdLevel level) {
-        CheckTable(*plain, 3, level, "3 in random 9 no curves", kVariantPixels, 105);
-        CheckTable(*two, 3, level, "3 in random 2", kVariantPixels, 106);
-    });
+    CheckTable(*two, 3, GetParam(), "3 in random 2", kVariantPixels, 106);
 }
 
-TEST(SimdGridKernel, FourInputsRandomTableWrapsLikeScalar) {
+TEST_P(SimdGridKernelLevel, FourInputsRandomTableWrapsLikeScalar) {
     const auto table = RandomPipeline<CFunc_16Tab4Mft>(17, false, 201);
-    ForEachLevel([&](SimdLevel level) {
-        CheckTable(*table, 4, level, "4 in random 17", kRandomPixels, 202);
-    });
+    CheckTable(*table, 4, GetParam(), "4 in random 17", kSyntheticPixels, 202);
 }
 
-TEST(SimdGridKernel, FourInputsWithoutCurvesAndSmallGrid) {
+TEST_P(SimdGridKernelLevel, FourInputsWithoutCurvesAndSmallGrid) {
     const auto plain = RandomPipeline<CFunc_16Tab4Mft>(5, true, 203);
+    CheckTable(*plain, 4, GetParam(), "4 in random 5 no curves", kVariantPixels, 205);
     const auto two = RandomPipeline<CFunc_16Tab4Mft>(2, false, 204);
-    ForEachLevel([&](SimdLevel level) {
-        CheckTable(*plain, 4, level, "4 in random 5 no curves", kVariantPixels, 205);
-        CheckTable(*two, 4, level, "4 in random 2", kVariantPixels, 206);
-    });
+    CheckTable(*two, 4, GetParam(), "4 in random 2", kVariantPixels, 206);
 }
 
 // ---- links from the default profiles and the corpus ----
@@ -266,56 +302,76 @@ fs::path DefaultProfile(const char* name) {
     return fs::path(KVR_BINARY_DIR) / "profiles" / name;
 }
 
-// A link from `source` (empty: Lab) to `dest`, checked at every level.
-void CheckLink(const fs::path& source, const fs::path& dest, unsigned inFmt, unsigned nIn,
-               enmRenderingIntent intent, size_t randomPixels, uint32_t seed) {
+// The link from `source` (empty: Lab) to `dest`, built once for all levels; null if it cannot
+// be built (a failure is then recorded).
+const CColorLink* SharedLink(const fs::path& source, const fs::path& dest, unsigned inFmt,
+                             unsigned nIn, enmRenderingIntent intent) {
+    static std::map<std::string, std::unique_ptr<CColorLink>> links;
+    const std::string key = source.string() + "|" + dest.string() + "|" + std::to_string(intent);
+    if (auto found = links.find(key); found != links.end()) return found->second.get();
     for (const fs::path& p : {source, dest})
-        if (!p.empty()) {
-            ASSERT_TRUE(
-                kvrtest::HaveFile(p, "a corpus profile or built by the target kvrdefaults"));
+        if (!p.empty() &&
+            !kvrtest::HaveFile(p, "a corpus profile or built by the target kvrdefaults")) {
+            ADD_FAILURE() << "missing " << p;
+            return nullptr;
         }
     DefaultGridSizes grids;
-    CColorLink link(nullptr);
-    if (!source.empty()) {
-        ASSERT_EQ(
-            link.AddProfile(source.wstring().c_str(), CMdlColorLink::ProfStepDevToPcs, intent), 1);
+    auto link = std::make_unique<CColorLink>(nullptr);
+    const bool built =
+        (source.empty() || link->AddProfile(source.wstring().c_str(),
+                                            CMdlColorLink::ProfStepDevToPcs, intent) == 1) &&
+        link->AddProfile(dest.wstring().c_str(), CMdlColorLink::ProfStepPcsToDev, intent) == 1 &&
+        link->CreateLink(inFmt, nIn, CMdlColorLink::LinkFmtCmyk, 4) == 1 && link->Table16();
+    if (!built) {
+        ADD_FAILURE() << "link " << key << " not built";
+        return nullptr;
     }
-    ASSERT_EQ(link.AddProfile(dest.wstring().c_str(), CMdlColorLink::ProfStepPcsToDev, intent), 1);
-    ASSERT_EQ(link.CreateLink(inFmt, nIn, CMdlColorLink::LinkFmtCmyk, 4), 1);
-    const CFunc_16TabBaseMft* table = link.Table16();
-    ASSERT_NE(table, nullptr);
+    return (links[key] = std::move(link)).get();
+}
+
+// A link from `source` (empty: Lab) to `dest`, checked at `level`.
+void CheckLink(SimdLevel level, const fs::path& source, const fs::path& dest, unsigned inFmt,
+               unsigned nIn, enmRenderingIntent intent, size_t randomPixels, uint32_t seed) {
+    const CColorLink* link = SharedLink(source, dest, inFmt, nIn, intent);
+    ASSERT_NE(link, nullptr);
     const std::string name = (source.empty() ? std::string("Lab") : source.filename().string()) +
                              " to " + dest.filename().string();
-    ForEachLevel(
-        [&](SimdLevel level) { CheckTable(*table, nIn, level, name, randomPixels, seed); });
+    CheckTable(*link->Table16(), nIn, level, name, randomPixels, seed);
 }
 
-TEST(SimdGridKernelLink, DefaultRgbToDefaultCmyk) {
-    CheckLink(DefaultProfile("InputRgb/kvr-srgb.icc"), DefaultProfile("Printer/kvr-cmyk.icc"),
-              CMdlColorLink::LinkFmtRgb, 3, IntentPerceptual, kRandomPixels, 301);
+TEST_P(SimdGridKernelLevel, LinkDefaultRgbToDefaultCmyk) {
+    CheckLink(GetParam(), DefaultProfile("InputRgb/kvr-srgb.icc"),
+              DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtRgb, 3,
+              IntentPerceptual, kRandomPixels, 301);
 }
 
-TEST(SimdGridKernelLink, CorpusRgbToCmyk) {
-    CheckLink(kvrtest::CorpusProfile("sRGB.icc"), kvrtest::CorpusProfile("default_cmyk.icc"),
-              CMdlColorLink::LinkFmtRgb, 3, IntentRelative, kVariantPixels, 302);
-    CheckLink(kvrtest::CorpusProfile("compatibleWithAdobeRGB1998.icc"),
+TEST_P(SimdGridKernelLevel, LinkCorpusRgbToCmyk) {
+    CheckLink(GetParam(), kvrtest::CorpusProfile("sRGB.icc"),
+              kvrtest::CorpusProfile("default_cmyk.icc"), CMdlColorLink::LinkFmtRgb, 3,
+              IntentRelative, kVariantPixels, 302);
+    CheckLink(GetParam(), kvrtest::CorpusProfile("compatibleWithAdobeRGB1998.icc"),
               kvrtest::CorpusProfile("FOGRA39L_low.icc"), CMdlColorLink::LinkFmtRgb, 3,
               IntentPerceptual, kVariantPixels, 303);
 }
 
-TEST(SimdGridKernelLink, LabToDefaultCmyk) {
-    CheckLink({}, DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtLab, 3,
+TEST_P(SimdGridKernelLevel, LinkLabToDefaultCmyk) {
+    CheckLink(GetParam(), {}, DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtLab, 3,
               IntentPerceptual, kVariantPixels, 304);
 }
 
-TEST(SimdGridKernelLink, CorpusCmykToDefaultCmyk) {
-    CheckLink(kvrtest::CorpusProfile("default_cmyk.icc"), DefaultProfile("Printer/kvr-cmyk.icc"),
-              CMdlColorLink::LinkFmtCmyk, 4, IntentPerceptual, kRandomPixels, 305);
+TEST_P(SimdGridKernelLevel, LinkCorpusCmykToDefaultCmyk) {
+    CheckLink(GetParam(), kvrtest::CorpusProfile("default_cmyk.icc"),
+              DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtCmyk, 4,
+              IntentPerceptual, kRandomPixels, 305);
 }
 
-TEST(SimdGridKernelLink, CorpusCmykToCorpusCmyk) {
-    CheckLink(kvrtest::CorpusProfile("ps_cmyk.icc"), kvrtest::CorpusProfile("FOGRA39L_low.icc"),
-              CMdlColorLink::LinkFmtCmyk, 4, IntentRelative, kVariantPixels, 306);
+TEST_P(SimdGridKernelLevel, LinkCorpusCmykToCorpusCmyk) {
+    CheckLink(GetParam(), kvrtest::CorpusProfile("ps_cmyk.icc"),
+              kvrtest::CorpusProfile("FOGRA39L_low.icc"), CMdlColorLink::LinkFmtCmyk, 4,
+              IntentRelative, kVariantPixels, 306);
 }
+
+INSTANTIATE_TEST_SUITE_P(Levels, SimdGridKernelLevel, ::testing::ValuesIn(kKernelLevels),
+                         LevelName);
 
 } // namespace
