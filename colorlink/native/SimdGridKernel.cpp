@@ -252,7 +252,9 @@ bool ParseSimdLevel(const char* name, SimdLevel& level) {
 bool SimdLevelAvailable(SimdLevel level) {
     const SLevelKernels& k = Kernels(level);
     if (level == SimdLevel::Scalar) return true;
-    return k.in3 && (hwy::SupportedTargets() & k.target) != 0;
+    // Asked once per process: the answer does not change, and links are built on any thread.
+    static const int64_t supported = hwy::SupportedTargets();
+    return k.in3 && (supported & k.target) != 0;
 }
 
 SimdLevel BestSimdLevel() {
