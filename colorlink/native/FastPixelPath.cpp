@@ -1,6 +1,7 @@
 #include "colorlink/native/FastPixelPath.h"
 
 #include <cstring>
+#include <limits>
 #include <typeinfo>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "colorlink/native/SimdGridKernel.h"
 #include "gridtable/TabMftX.h"
 
 namespace {
@@ -186,7 +188,7 @@ template <unsigned In, unsigned NOut> class CGridPath final : public CFastPixelP
     static constexpr bool kLanes = kHaveLanes && (NOut == 3 || NOut == 4);
 
 public:
-    template <class Pipeline> explicit CGridPath(const Pipeline& table) {
+    template <class Pipeline> CGridPath(const Pipeline& table, SimdLevel level) {
         const auto& mft = table.Mft();
         grid = mft.Table();
         nOut = table.outputChan();
@@ -206,18 +208,26 @@ public:
         for (unsigned k = 0; k < In; ++k)
             for (uint32_t v = 0; v < 256; ++v) axis8[k][v] = Axis16(k, v * 257u);
         // 8 bits: the output curve's 12-bit read-out and the high byte, in one table.
-        lut8.resize(size_t(nOut) * kCurveEntries);
+        // (Three bytes more: a kernel reads each entry as four.)
+        lut8.assign(size_t(nOut) * kCurveEntries + 3, 0);
         for (unsigned c = 0; c < nOut; ++c)
             for (uint32_t i = 0; i < kCurveEntries; ++i) {
                 const uint32_t v = outCurve[c] ? outCurve[c][i] : i << kCurveShift;
                 lut8[c * kCurveEntries + i] = uint8_t(v >> 8);
             }
+        PrepareKernel(level);
     }
 
     bool Trn8(const uint8_t* src, uint8_t* dst, unsigned count) const override {
         if constexpr (kLanes) {
 #if defined(__SSE2__)
             const uint8_t* lut = lut8.data();
+            if (kernel) { // whole steps of pixels at once, the rest below
+                const unsigned done = kernel(kernelTables, src, dst, count);
+                src += size_t(done) * In;
+                dst += size_t(done) * NOut;
+                count -= done;
+            }
             uint64_t lastKey = 0;
             uint32_t last = 0; // the bytes of the last result, channel 0 lowest
             for (unsigned k = 0; k < count; ++k, src += In, dst += NOut) {
@@ -283,7 +293,37 @@ public:
         return true;
     }
 
+    SimdLevel Kernel8Level() const override {
+        return kernel ? kernelLevel : SimdLevel::Scalar;
+    }
+
 private:
+    // The several-pixel kernel of `level` for four outputs, if there is one and the grid fits
+    // its tables: node index in a byte, byte offsets of the samples in a signed 32-bit lane.
+    void PrepareKernel(SimdLevel level) {
+        if constexpr (NOut == 4) {
+            const uint64_t samples = uint64_t(strides[0]) * (gridMax + 1);
+            if (gridMax > 255 || 2 * samples + 8 > uint64_t(std::numeric_limits<int32_t>::max()))
+                return;
+            kernel = FindGridKernel8(In, level);
+            if (!kernel) return;
+            kernelLevel = level;
+            kernelTables.grid = grid;
+            for (unsigned k = 0; k < In; ++k) {
+                for (uint32_t v = 0; v < 256; ++v) {
+                    const AxisPos& a = axis8[k][v];
+                    const uint32_t frac = uint32_t(a.key >> 32);
+                    axisPacked[k][v] = frac << 8 | a.offset / strides[k];
+                }
+                kernelTables.axis[k] = axisPacked[k];
+                kernelTables.stride[k] = strides[k];
+            }
+            kernelTables.lut = lut8.data();
+        } else {
+            (void)level;
+        }
+    }
+
     // Input curve (12-bit read-out) and split of one 16-bit sample on axis k.
     AxisPos Axis16(unsigned k, uint32_t x) const {
         const uint32_t a = inCurve[k] ? inCurve[k][x >> kCurveShift] : x;
@@ -319,7 +359,11 @@ private:
     const uint16_t* inCurve[In] = {};                         // null: skipped
     const uint16_t* outCurve[CFunc_16Tab::kMaxChannels] = {}; // null: skipped
     AxisPos axis8[In][256];
-    std::vector<uint8_t> lut8; // nOut x 4096: final byte by the top 12 bits of the grid's output
+    std::vector<uint8_t> lut8;    // nOut x 4096: final byte by the top 12 bits of the grid's output
+    GridKernel8 kernel = nullptr; // null: one pixel at a time
+    SimdLevel kernelLevel = SimdLevel::Scalar;
+    SGridKernel8Tables kernelTables = {};
+    uint32_t axisPacked[In][256] = {}; // the kernel's axis tables
 };
 
 // The one-input pipeline: the result is a function of the top 12 bits of the input (every
@@ -365,14 +409,14 @@ private:
 };
 
 template <unsigned In, class Pipeline>
-std::unique_ptr<CFastPixelPath> MakeGridPath(const Pipeline& table) {
+std::unique_ptr<CFastPixelPath> MakeGridPath(const Pipeline& table, SimdLevel level) {
     switch (table.outputChan()) {
     case 3:
-        return std::make_unique<CGridPath<In, 3>>(table);
+        return std::make_unique<CGridPath<In, 3>>(table, level);
     case 4:
-        return std::make_unique<CGridPath<In, 4>>(table);
+        return std::make_unique<CGridPath<In, 4>>(table, level);
     default:
-        return std::make_unique<CGridPath<In, 0>>(table);
+        return std::make_unique<CGridPath<In, 0>>(table, level);
     }
 }
 
@@ -381,7 +425,7 @@ std::unique_ptr<CFastPixelPath> MakeGridPath(const Pipeline& table) {
 // matched exactly, since a derived class may change Trn.
 struct SPathCandidate {
     bool (*serves)(const CFunc_16TabBaseMft& table, unsigned nOut);
-    std::unique_ptr<CFastPixelPath> (*make)(const CFunc_16TabBaseMft& table);
+    std::unique_ptr<CFastPixelPath> (*make)(const CFunc_16TabBaseMft& table, SimdLevel level);
 };
 
 // A grid of fewer than 2 points per axis cannot be evaluated at all; a grid of another output
@@ -392,14 +436,14 @@ template <class Pipeline> bool ServesGrid(const CFunc_16TabBaseMft& table, unsig
     return mft.clutPoints() >= 2 && mft.outputChan() == nOut && mft.Table() != nullptr;
 }
 template <unsigned In, class Pipeline>
-std::unique_ptr<CFastPixelPath> MakeGrid(const CFunc_16TabBaseMft& table) {
-    return MakeGridPath<In>(static_cast<const Pipeline&>(table));
+std::unique_ptr<CFastPixelPath> MakeGrid(const CFunc_16TabBaseMft& table, SimdLevel level) {
+    return MakeGridPath<In>(static_cast<const Pipeline&>(table), level);
 }
 
 bool ServesOneInput(const CFunc_16TabBaseMft& table, unsigned) {
     return typeid(table) == typeid(CFunc_16Tab1Mft);
 }
-std::unique_ptr<CFastPixelPath> MakeOneInput(const CFunc_16TabBaseMft& table) {
+std::unique_ptr<CFastPixelPath> MakeOneInput(const CFunc_16TabBaseMft& table, SimdLevel) {
     return std::make_unique<COneInputPath>(table);
 }
 
@@ -415,10 +459,15 @@ constexpr SPathCandidate kCandidates[] = {
 
 std::unique_ptr<CFastPixelPath> CFastPixelPath::Make(const CFunc_16TabBaseMft& table, unsigned nIn,
                                                      unsigned nOut) {
+    return Make(table, nIn, nOut, SimdLevelSetting());
+}
+
+std::unique_ptr<CFastPixelPath> CFastPixelPath::Make(const CFunc_16TabBaseMft& table, unsigned nIn,
+                                                     unsigned nOut, SimdLevel level) {
     // The pixel layout must be the table's own: no unwritten or skipped channels.
     if (nIn != table.inputChan() || nOut != table.outputChan()) return nullptr;
     if (nOut < 1 || nOut > CFunc_16Tab::kMaxChannels) return nullptr;
     for (const SPathCandidate& candidate : kCandidates)
-        if (candidate.serves(table, nOut)) return candidate.make(table);
+        if (candidate.serves(table, nOut)) return candidate.make(table, level);
     return nullptr;
 }

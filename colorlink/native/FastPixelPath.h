@@ -11,7 +11,8 @@
 //   the grid's own Trn reads, so more of them stay in cache); output curve and high byte are
 //   one 4096-entry table per channel, since a 16-bit curve only reads the top 12 bits of its
 //   input. With three or four outputs all channels are interpolated together in SSE2 lanes,
-//   and a pixel equal to the one before it takes over that pixel's result.
+//   and a pixel equal to the one before it takes over that pixel's result. At 8 bits with four
+//   outputs, a kernel of SimdGridKernel.h converts several pixels at once when the CPU allows.
 // - CFunc_16Tab1Mft: every stage reads 12 bits, so the whole result depends on the top 12 bits
 //   of the input (16 bits) or on the byte itself (8 bits) and is tabulated once through the
 //   table's own Trn.
@@ -22,6 +23,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "colorlink/native/SimdGridKernel.h"
 #include "gridtable/TabMft.h"
 
 class CFastPixelPath {
@@ -34,10 +36,17 @@ public:
     // change after it was prepared by InitMftTrn.
     static std::unique_ptr<CFastPixelPath> Make(const CFunc_16TabBaseMft& table, unsigned nIn,
                                                 unsigned nOut);
+    // The same with the instruction set of the several-pixel kernels given (Make takes the one
+    // SimdLevelSetting() names); all levels give the same bytes.
+    static std::unique_ptr<CFastPixelPath> Make(const CFunc_16TabBaseMft& table, unsigned nIn,
+                                                unsigned nOut, SimdLevel level);
 
     // Convert `count` pixels; answer false to leave the run to the straightforward loop.
     // Pixels are converted one after the other, each read completely before it is written, as
     // the straightforward loops do.
     virtual bool Trn8(const uint8_t* src, uint8_t* dst, unsigned count) const = 0;
     virtual bool Trn16(const uint16_t* src, uint16_t* dst, unsigned count) const = 0;
+
+    // The instruction set of the several-pixel kernel Trn8 uses; Scalar when it has none.
+    virtual SimdLevel Kernel8Level() const { return SimdLevel::Scalar; }
 };

@@ -1,0 +1,282 @@
+// The grid kernels, compiled once per instruction set by Highway's foreach_target (this file
+// includes itself once per target); the table at the end lists what this build has.
+// SSSE3 machines without SSE4 are too rare to carry a kernel of their own.
+#define HWY_DISABLED_TARGETS HWY_SSSE3
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "colorlink/native/SimdGridKernel.cpp"
+#include <hwy/foreach_target.h> // IWYU pragma: keep
+
+#include <hwy/highway.h>
+
+#include <cstring>
+
+#include "colorlink/native/SimdGridKernel.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kvr_grid_simd {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+// The one-lane fallback target has no kernel: the fast path's own loop serves that case.
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+// The fast path's output table is read by the top 12 bits of a 16-bit grid result.
+constexpr unsigned kLutShift = 4;
+constexpr unsigned kLutEntries = 4096;
+
+// One step of pixels, each in its own 32-bit lane. Per pixel the arithmetic is the scalar
+// path's (CGridPath in FastPixelPath.cpp): node index and fraction per input from the axis
+// tables; the axes sorted by falling fraction, which gives the simplex's corners and weights;
+// per output s = 32767 - wSum * base + sum(weight * corner), wrapping in 32 bits, read as
+// signed and divided by 65535 toward zero, added to the base node modulo 65536; the final byte
+// from the output table. Only the order of the work differs.
+template <unsigned In>
+unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, unsigned count) {
+    const hn::ScalableTag<uint32_t> du;
+    const hn::RebindToSigned<decltype(du)> di;
+    using VU = hn::Vec<decltype(du)>;
+    using VI = hn::Vec<decltype(di)>;
+    const unsigned n = unsigned(hn::Lanes(du));
+
+    const hn::Rebind<uint8_t, decltype(du)> d8; // one byte per pixel
+    const hn::Repartition<uint64_t, decltype(du)> d64;
+    const hn::RebindToSigned<decltype(d64)> di64;
+    const hn::Half<decltype(di)> dh;
+    const uint64_t* grid64 = reinterpret_cast<const uint64_t*>(t.grid);
+    const VU byteMask = hn::Set(du, 0xFFu), sampleMask = hn::Set(du, 0xFFFFu);
+    const VU one = hn::Set(du, 1u), half = hn::Set(du, 32767u);
+
+    uint32_t lastKey = 0, lastOut = 0; // the last pixel converted and its result
+    bool haveLast = false;
+    unsigned done = 0;
+    for (; done + n <= count; done += n, src += n * In, dst += n * 4) {
+        // The input bytes of each pixel (`in`) and all of them as one number (`px`, first byte
+        // lowest).
+        VU px, in[In];
+        if constexpr (In == 3) {
+            hn::Vec<decltype(d8)> r, g, b;
+            hn::LoadInterleaved3(d8, src, r, g, b);
+            in[0] = hn::PromoteTo(du, r);
+            in[1] = hn::PromoteTo(du, g);
+            in[2] = hn::PromoteTo(du, b);
+            px = hn::Or(in[0], hn::Or(hn::ShiftLeft<8>(in[1]), hn::ShiftLeft<16>(in[2])));
+        } else {
+            px = hn::LoadU(du, reinterpret_cast<const uint32_t*>(src));
+#pragma GCC unroll 4
+            for (unsigned k = 0; k < In; ++k)
+                in[k] = hn::And(hn::ShiftRightSame(px, int(8 * k)), byteMask);
+        }
+        // A step of pixels all equal to the last one converted takes over its result.
+        if (haveLast && hn::AllTrue(du, hn::Eq(px, hn::Set(du, lastKey)))) {
+            hn::StoreU(hn::Set(du, lastOut), du, reinterpret_cast<uint32_t*>(dst));
+            continue;
+        }
+
+        // Fraction, step to the next node (0 where the fraction is 0: every corner taking that
+        // step then has weight 0, and no step past the grid's last node is taken) and node
+        // offset per input.
+        VI f[In];
+        VU step[In];
+        VU base = hn::Zero(du);
+#pragma GCC unroll 4
+        for (unsigned k = 0; k < In; ++k) {
+            const VU e = hn::GatherIndex(du, t.axis[k], hn::BitCast(di, in[k]));
+            f[k] = hn::BitCast(di, hn::ShiftRight<8>(e));
+            const VU stride = hn::Set(du, t.stride[k]);
+            base = hn::Add(base, hn::Mul(hn::And(e, byteMask), stride));
+            step[k] = hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(f[k], hn::Zero(di))), stride);
+        }
+
+        // Sort by falling fraction, steps alongside. Ties may fall either way: two orders of
+        // equal fractions differ in one corner only, whose weight is their difference, 0.
+        auto order = [&](unsigned i, unsigned j) {
+            const auto swap = hn::Lt(f[i], f[j]);
+            const VI fi = hn::IfThenElse(swap, f[j], f[i]);
+            f[j] = hn::IfThenElse(swap, f[i], f[j]);
+            f[i] = fi;
+            const auto swapU = hn::RebindMask(du, swap);
+            const VU si = hn::IfThenElse(swapU, step[j], step[i]);
+            step[j] = hn::IfThenElse(swapU, step[i], step[j]);
+            step[i] = si;
+        };
+        if constexpr (In == 3) {
+            order(0, 1);
+            order(1, 2);
+            order(0, 1);
+        } else {
+            static_assert(In == 4);
+            order(0, 1);
+            order(2, 3);
+            order(0, 2);
+            order(1, 3);
+            order(1, 2);
+        }
+
+        // Byte offsets of the base node and of the corners; weights.
+        VU node[In + 1], weight[In];
+        node[0] = base;
+#pragma GCC unroll 4
+        for (unsigned k = 0; k < In; ++k) node[k + 1] = hn::Add(node[k], step[k]);
+#pragma GCC unroll 4
+        for (unsigned k = 0; k + 1 < In; ++k) weight[k] = hn::BitCast(du, hn::Sub(f[k], f[k + 1]));
+        weight[In - 1] = hn::BitCast(du, f[In - 1]);
+        const VU wSum = hn::BitCast(du, f[0]);
+
+        // The four samples of every node in one 64-bit read (gathers cost per element), split
+        // into channels 0/1 and 2/3 of each pixel.
+        VU s[4] = {half, half, half, half};
+        VU t0[4];
+#pragma GCC unroll 5
+        for (unsigned j = 0; j <= In; ++j) {
+            const VI at = hn::BitCast(di, hn::ShiftLeft<1>(node[j]));
+            const VU first = hn::BitCast(
+                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::LowerHalf(dh, at))));
+            const VU second = hn::BitCast(
+                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::UpperHalf(dh, at))));
+            const VU lo = hn::ConcatEven(du, second, first);
+            const VU hi = hn::ConcatOdd(du, second, first);
+            const VU ch[4] = {hn::And(lo, sampleMask), hn::ShiftRight<16>(lo),
+                              hn::And(hi, sampleMask), hn::ShiftRight<16>(hi)};
+            if (j == 0) {
+#pragma GCC unroll 4
+                for (unsigned c = 0; c < 4; ++c) {
+                    t0[c] = ch[c];
+                    s[c] = hn::Sub(s[c], hn::Mul(wSum, ch[c]));
+                }
+            } else {
+#pragma GCC unroll 4
+                for (unsigned c = 0; c < 4; ++c)
+                    s[c] = hn::Add(s[c], hn::Mul(weight[j - 1], ch[c]));
+            }
+        }
+
+        VU out = hn::Zero(du);
+#pragma GCC unroll 4
+        for (unsigned c = 0; c < 4; ++c) {
+            // Signed division by 65535 toward zero on the magnitude m: floor(m / 65535) =
+            // (m + (m >> 16) + 1) >> 16 holds for every m up to 2^31.
+            const VU sign = hn::BitCast(du, hn::BroadcastSignBit(hn::BitCast(di, s[c])));
+            const VU mag = hn::Sub(hn::Xor(s[c], sign), sign);
+            VU q = hn::ShiftRight<16>(hn::Add(hn::Add(mag, hn::ShiftRight<16>(mag)), one));
+            q = hn::Sub(hn::Xor(q, sign), sign);
+            const VU v = hn::And(hn::Add(t0[c], q), sampleMask);
+            const VI index = hn::BitCast(di, hn::ShiftRight<kLutShift>(v));
+            const VU byte =
+                hn::And(hn::GatherOffset(
+                            du, reinterpret_cast<const uint32_t*>(t.lut + c * kLutEntries), index),
+                        byteMask);
+            out = hn::Or(out, hn::ShiftLeftSame(byte, int(8 * c)));
+        }
+        hn::StoreU(out, du, reinterpret_cast<uint32_t*>(dst));
+
+        const uint8_t* lastSrc = src + (n - 1) * In;
+        lastKey = 0;
+        std::memcpy(&lastKey, lastSrc, In); // as the lanes hold it: first byte lowest
+        std::memcpy(&lastOut, dst + (n - 1) * 4, 4);
+        haveLast = true;
+    }
+    return done;
+}
+
+unsigned Grid8In3(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, unsigned count) {
+    return Grid8<3>(t, src, dst, count);
+}
+unsigned Grid8In4(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, unsigned count) {
+    return Grid8<4>(t, src, dst, count);
+}
+#endif
+
+} // namespace HWY_NAMESPACE
+} // namespace kvr_grid_simd
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+struct SLevelKernels {
+    SimdLevel level;
+    const char* name;
+    int64_t target; // Highway's bit of the instruction set, 0 for none
+    GridKernel8 in3, in4;
+};
+
+// Highway's AVX3 target is AVX-512 F/VL/DQ/BW. A level this build has no code for keeps null
+// kernels and counts as unavailable.
+const SLevelKernels kLevels[] = {
+    {SimdLevel::Scalar, "scalar", 0, nullptr, nullptr},
+#if HWY_TARGETS & HWY_SSE4
+    {SimdLevel::Sse4, "sse4", HWY_SSE4, kvr_grid_simd::N_SSE4::Grid8In3,
+     kvr_grid_simd::N_SSE4::Grid8In4},
+#else
+    {SimdLevel::Sse4, "sse4", 0, nullptr, nullptr},
+#endif
+#if HWY_TARGETS & HWY_AVX2
+    {SimdLevel::Avx2, "avx2", HWY_AVX2, kvr_grid_simd::N_AVX2::Grid8In3,
+     kvr_grid_simd::N_AVX2::Grid8In4},
+#else
+    {SimdLevel::Avx2, "avx2", 0, nullptr, nullptr},
+#endif
+#if HWY_TARGETS & HWY_AVX3
+    {SimdLevel::Avx512, "avx512", HWY_AVX3, kvr_grid_simd::N_AVX3::Grid8In3,
+     kvr_grid_simd::N_AVX3::Grid8In4},
+#else
+    {SimdLevel::Avx512, "avx512", 0, nullptr, nullptr},
+#endif
+};
+
+const SLevelKernels& Kernels(SimdLevel level) {
+    return kLevels[static_cast<int>(level)];
+}
+
+} // namespace
+
+const char* SimdLevelName(SimdLevel level) {
+    return Kernels(level).name;
+}
+
+bool ParseSimdLevel(const char* name, SimdLevel& level) {
+    for (const SLevelKernels& k : kLevels)
+        if (std::strcmp(name, k.name) == 0) {
+            level = k.level;
+            return true;
+        }
+    if (std::strcmp(name, "best") == 0) {
+        level = BestSimdLevel();
+        return true;
+    }
+    return false;
+}
+
+bool SimdLevelAvailable(SimdLevel level) {
+    const SLevelKernels& k = Kernels(level);
+    if (level == SimdLevel::Scalar) return true;
+    // Asked once per process: the answer does not change, and links are built on any thread.
+    static const int64_t supported = hwy::SupportedTargets();
+    return k.in3 && (supported & k.target) != 0;
+}
+
+SimdLevel BestSimdLevel() {
+    // SSE4 has no gather instruction: its kernel loads the lanes one by one and is slower
+    // than the one-pixel SSE2 loop, so it runs only when asked for (it keeps the four-lane
+    // code tested).
+    for (SimdLevel level : {SimdLevel::Avx512, SimdLevel::Avx2})
+        if (SimdLevelAvailable(level)) return level;
+    return SimdLevel::Scalar;
+}
+
+SimdLevel SimdLevelSetting() {
+    SimdLevel level = SimdLevel::Scalar;
+    const char* name = std::getenv("KVR_SIMD");
+    if (!name || !ParseSimdLevel(name, level)) return BestSimdLevel();
+    while (!SimdLevelAvailable(level)) level = static_cast<SimdLevel>(static_cast<int>(level) - 1);
+    return level;
+}
+
+GridKernel8 FindGridKernel8(unsigned nIn, SimdLevel level) {
+    if (!SimdLevelAvailable(level)) return nullptr;
+    const SLevelKernels& k = Kernels(level);
+    return nIn == 3 ? k.in3 : nIn == 4 ? k.in4 : nullptr;
+}
+#endif // HWY_ONCE

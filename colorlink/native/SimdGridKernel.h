@@ -1,0 +1,48 @@
+// Grid kernels of the fast pixel path that convert several 8-bit pixels at once, one pixel per
+// 32-bit vector lane, for three- and four-input grids with four outputs (RGB8 and CMYK8 to
+// CMYK8, the hot cases of a RIP). They do the fast path's own arithmetic in unsigned lanes,
+// wrap-around and rounding included, so their bytes are the scalar path's bytes.
+//
+// The instruction set is chosen at run time per link: the best the CPU has, or the one the
+// environment variable KVR_SIMD asks for (scalar, sse4, avx2, avx512 or best). An environment
+// variable rather than a settings key: it is a per-process diagnostic switch (tests run every
+// level, a suspected miscompile is ruled out by scalar) and no installed settings file changes.
+#pragma once
+
+#include <cstdint>
+
+enum class SimdLevel {
+    Scalar, // no kernel: the fast path's one-pixel-at-a-time loop
+    Sse4,   // 4 pixels a step, lanes loaded one by one (no gather instruction): tests only
+    Avx2,   // 8 pixels a step
+    Avx512, // 16 pixels a step
+};
+
+// Name as KVR_SIMD spells it, and the level of such a name (false for an unknown name).
+const char* SimdLevelName(SimdLevel level);
+bool ParseSimdLevel(const char* name, SimdLevel& level);
+
+// Whether this CPU (and this build) can run the kernels of `level`; Scalar always can.
+bool SimdLevelAvailable(SimdLevel level);
+// The fastest level available (never Sse4, whose kernel is slower than Scalar).
+SimdLevel BestSimdLevel();
+// The level KVR_SIMD asks for ("best", unset or unknown: BestSimdLevel()), lowered to the best
+// available one at or below it.
+SimdLevel SimdLevelSetting();
+
+// What a kernel reads, prepared once per link by the fast path. All pointers stay owned by it.
+struct SGridKernel8Tables {
+    const uint16_t* grid;    // the nodes, four samples each, the last input fastest
+    const uint32_t* axis[4]; // per input byte: fraction (1/65535 of a cell) << 8 | node index
+    uint32_t stride[4];      // sample distance between nodes along each input
+    const uint8_t* lut;      // 4 x 4096 final bytes by the top 12 bits, 3 bytes of padding after
+};
+
+// Converts whole steps of pixels from the start of the run and answers how many pixels it did;
+// the caller converts the rest (less than a step).
+using GridKernel8 = unsigned (*)(const SGridKernel8Tables& tables, const uint8_t* src, uint8_t* dst,
+                                 unsigned count);
+
+// The kernel for `nIn` inputs (3 or 4) and four outputs at `level`, or null for Scalar, for a
+// level this CPU lacks or for another input count.
+GridKernel8 FindGridKernel8(unsigned nIn, SimdLevel level);

@@ -1,0 +1,377 @@
+// The several-pixel kernels of the fast path against its one-pixel-at-a-time loop (the level
+// Scalar, itself checked against the table's Trn by FastPixelPathTest): every level this CPU
+// has, byte for byte, on RGB8->CMYK8 and CMYK8->CMYK8 (and Lab8->CMYK8, the same kernel).
+//
+// Tables: pipelines with random nodes over the whole 16-bit range (so the sums pass 2^31 and
+// wrap) and random curves, with and without the curves; links built from the default profiles
+// and from the profile corpus. Pixels: a million random ones per kernel and level, the ends
+// and middle of every channel in every combination, every byte of one channel with the others
+// fixed, runs of equal pixels (the path reuses a repeated pixel's result), and every run length
+// from 1 to 67 at several starts (the kernel's steps and the loop that finishes a run).
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "colorlink/native/ColorLink.h"
+#include "colorlink/native/FastPixelPath.h"
+#include "colorlink/native/SimdGridKernel.h"
+#include "gridtable/TabMftX.h"
+#include "support/TestData.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+constexpr size_t kVariantPixels = size_t(1) << 14;
+#else
+constexpr bool kSanitized = false;
+constexpr size_t kVariantPixels = size_t(1) << 17;
+#endif
+// The links of each kernel get a million random pixels per level in every build; the
+// synthetic tables as many in the plain build.
+constexpr size_t kRandomPixels = 1000000;
+constexpr size_t kSyntheticPixels = kSanitized ? kVariantPixels : kRandomPixels;
+
+constexpr SimdLevel kKernelLevels[] = {SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512};
+
+// ---- pixels ----
+
+std::vector<uint8_t> RandomPixels(size_t count, unsigned nIn, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<uint32_t> any(0, 255);
+    std::vector<uint8_t> v(count * nIn);
+    for (auto& x : v) x = uint8_t(any(rng));
+    return v;
+}
+
+// Runs of 1 to 40 equal pixels, some of them the pixel of the run before but one, so that a
+// whole kernel step may equal the last pixel converted and the next one differ again.
+std::vector<uint8_t> RunsOfEqualPixels(size_t count, unsigned nIn, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<uint32_t> any(0, 255), run(1, 40), coin(0, 3);
+    std::vector<uint8_t> v, before(nIn, 0), last(nIn, 0);
+    while (v.size() < count * nIn) {
+        std::vector<uint8_t> px(nIn);
+        if (coin(rng) == 0)
+            px = before;
+        else
+            for (auto& x : px) x = uint8_t(any(rng));
+        for (unsigned r = run(rng); r > 0 && v.size() < count * nIn; --r)
+            v.insert(v.end(), px.begin(), px.end());
+        before = last;
+        last = px;
+    }
+    // Flat black and flat white, as page margins give.
+    for (uint8_t value : {uint8_t(0), uint8_t(255)}) v.insert(v.end(), size_t(100) * nIn, value);
+    return v;
+}
+
+// Every combination of the ends and the middle over all channels, then every byte of each
+// channel with the others held at 0, at the middle and at 255.
+std::vector<uint8_t> EdgePixels(unsigned nIn) {
+    const uint8_t special[] = {0, 1, 2, 127, 128, 129, 253, 254, 255};
+    std::vector<uint8_t> v;
+    std::vector<size_t> idx(nIn, 0);
+    for (;;) {
+        for (unsigned c = 0; c < nIn; ++c) v.push_back(special[idx[c]]);
+        unsigned c = 0;
+        while (c < nIn && ++idx[c] == std::size(special)) idx[c++] = 0;
+        if (c == nIn) break;
+    }
+    for (unsigned ch = 0; ch < nIn; ++ch)
+        for (uint32_t fixed : {0u, 128u, 255u})
+            for (uint32_t x = 0; x <= 255; ++x)
+                for (unsigned c = 0; c < nIn; ++c) v.push_back(uint8_t(c == ch ? x : fixed));
+    return v;
+}
+
+// ---- comparison ----
+
+std::vector<uint8_t> Run(const CFastPixelPath& path, const uint8_t* src, size_t count,
+                         unsigned nIn) {
+    (void)nIn;
+    std::vector<uint8_t> dst(count * 4, 0x5A);
+    EXPECT_TRUE(path.Trn8(src, dst.data(), unsigned(count)));
+    return dst;
+}
+
+// Differing bytes between the two paths on `src`; the first is reported with its pixel.
+size_t Mismatches(const CFastPixelPath& scalar, const CFastPixelPath& kernel, const uint8_t* src,
+                  size_t count, unsigned nIn, const std::string& what) {
+    const auto want = Run(scalar, src, count, nIn);
+    const auto got = Run(kernel, src, count, nIn);
+    size_t n = 0;
+    for (size_t i = 0; i < want.size(); ++i) {
+        if (want[i] == got[i]) continue;
+        if (n++ == 0) {
+            const size_t px = i / 4;
+            std::string in;
+            for (unsigned c = 0; c < nIn; ++c) in += " " + std::to_string(src[px * nIn + c]);
+            ADD_FAILURE() << what << ": pixel " << px << " of " << count << " (in" << in
+                          << ") channel " << i % 4 << ": scalar " << unsigned(want[i])
+                          << ", kernel " << unsigned(got[i]);
+        }
+    }
+    return n;
+}
+
+// All pixel sets on one table at one level. `randomPixels` random pixels, the others as above.
+void CheckTable(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level,
+                const std::string& name, size_t randomPixels, uint32_t seed) {
+    ASSERT_NE(FindGridKernel8(nIn, level), nullptr) << SimdLevelName(level);
+    const auto scalar = CFastPixelPath::Make(table, nIn, 4, SimdLevel::Scalar);
+    const auto kernel = CFastPixelPath::Make(table, nIn, 4, level);
+    ASSERT_NE(scalar, nullptr) << name;
+    ASSERT_NE(kernel, nullptr) << name;
+    EXPECT_EQ(scalar->Kernel8Level(), SimdLevel::Scalar) << name;
+    ASSERT_EQ(kernel->Kernel8Level(), level) << name; // the kernel is really the one compared
+    const std::string what = name + ", " + SimdLevelName(level);
+
+    const auto rnd = RandomPixels(randomPixels, nIn, seed);
+    EXPECT_EQ(Mismatches(*scalar, *kernel, rnd.data(), randomPixels, nIn, what + ", random"), 0u);
+    const auto edge = EdgePixels(nIn);
+    EXPECT_EQ(Mismatches(*scalar, *kernel, edge.data(), edge.size() / nIn, nIn, what + ", edges"),
+              0u);
+    const auto runs = RunsOfEqualPixels(20000, nIn, seed + 1);
+    EXPECT_EQ(Mismatches(*scalar, *kernel, runs.data(), runs.size() / nIn, nIn, what + ", runs"),
+              0u);
+    // Every length from 1 to 67 at starts 0, 1 and 7 of the random pixels and of the runs.
+    for (const auto* set : {&rnd, &runs})
+        for (size_t start : {0u, 1u, 7u})
+            for (size_t count = 1; count <= 67; ++count)
+                EXPECT_EQ(Mismatches(*scalar, *kernel, set->data() + start * nIn, count, nIn,
+                                     what + ", " + std::to_string(count) + " pixels from " +
+                                         std::to_string(start)),
+                          0u);
+}
+
+// The tests of the kernels run once per level; a level the CPU lacks is skipped, saying so.
+class SimdGridKernelLevel : public ::testing::TestWithParam<SimdLevel> {
+protected:
+    void SetUp() override {
+        if (!SimdLevelAvailable(GetParam()))
+            GTEST_SKIP() << "this CPU or build has no " << SimdLevelName(GetParam()) << " kernel";
+    }
+};
+
+std::string LevelName(const ::testing::TestParamInfo<SimdLevel>& info) {
+    return SimdLevelName(info.param);
+}
+
+// ---- synthetic tables ----
+
+std::vector<uint16_t> RandomCurves(unsigned channels, unsigned entries, std::mt19937& rng) {
+    std::uniform_int_distribution<uint32_t> any(0, 65535);
+    std::vector<uint16_t> t(size_t(channels) * entries);
+    for (auto& x : t) x = uint16_t(any(rng));
+    return t;
+}
+
+// Nodes random over the whole 16-bit range; curves random, skipped or not.
+template <class Pipeline>
+std::unique_ptr<Pipeline> RandomPipeline(unsigned points, bool skipCurves, uint32_t seed) {
+    auto p = std::make_unique<Pipeline>(points, 4);
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<uint32_t> any(0, 65535);
+    std::vector<uint16_t> nodes(p->Mft().TabEntries());
+    for (auto& x : nodes) x = uint16_t(any(rng));
+    p->Mft().Define(nodes.data());
+    const auto in = RandomCurves(p->inputChan(), 256, rng);
+    const auto out = RandomCurves(4, 256, rng);
+    p->DefineInputTab(in.data(), 256);
+    p->DefineOutputTab(out.data(), 256);
+    p->SetSkipInputTab(skipCurves);
+    p->SetSkipOutputTab(skipCurves);
+    p->InitMftTrn();
+    return p;
+}
+
+TEST(SimdGridKernel, ScalarLevelHasNoKernelAndIsAlwaysAvailable) {
+    EXPECT_TRUE(SimdLevelAvailable(SimdLevel::Scalar));
+    EXPECT_EQ(FindGridKernel8(3, SimdLevel::Scalar), nullptr);
+    EXPECT_EQ(FindGridKernel8(4, SimdLevel::Scalar), nullptr);
+    for (SimdLevel level : kKernelLevels) EXPECT_EQ(FindGridKernel8(5, level), nullptr);
+}
+
+TEST(SimdGridKernel, LevelNamesRoundTrip) {
+    for (SimdLevel level :
+         {SimdLevel::Scalar, SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512}) {
+        SimdLevel parsed = SimdLevel::Scalar;
+        ASSERT_TRUE(ParseSimdLevel(SimdLevelName(level), parsed));
+        EXPECT_EQ(parsed, level);
+    }
+    SimdLevel best = SimdLevel::Scalar;
+    ASSERT_TRUE(ParseSimdLevel("best", best));
+    EXPECT_EQ(best, BestSimdLevel());
+    EXPECT_FALSE(ParseSimdLevel("avx9", best));
+    EXPECT_TRUE(SimdLevelAvailable(SimdLevelSetting()));
+}
+
+// KVR_SIMD, restored when the test ends.
+class SimdSetting {
+public:
+    SimdSetting() {
+        if (const char* old = std::getenv("KVR_SIMD")) saved = old;
+    }
+    ~SimdSetting() {
+        if (saved.empty())
+            unsetenv("KVR_SIMD");
+        else
+            setenv("KVR_SIMD", saved.c_str(), 1);
+    }
+    void Set(const char* level) { setenv("KVR_SIMD", level, 1); }
+
+private:
+    std::string saved;
+};
+
+TEST(SimdGridKernel, SettingForcesTheLevelOfANewPath) {
+    const auto table = RandomPipeline<CFunc_16Tab3Mft>(5, false, 11);
+    SimdSetting setting;
+    setting.Set("scalar");
+    EXPECT_EQ(SimdLevelSetting(), SimdLevel::Scalar);
+    EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel8Level(), SimdLevel::Scalar);
+    setting.Set("best");
+    EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel8Level(), BestSimdLevel());
+    setting.Set("no such level");
+    EXPECT_EQ(SimdLevelSetting(), BestSimdLevel());
+    for (SimdLevel level : kKernelLevels) {
+        setting.Set(SimdLevelName(level));
+        // A level the CPU lacks falls to the next one below that it has.
+        SimdLevel expected = level;
+        while (!SimdLevelAvailable(expected)) expected = SimdLevel(int(expected) - 1);
+        EXPECT_EQ(SimdLevelSetting(), expected) << SimdLevelName(level);
+        EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel8Level(), expected)
+            << SimdLevelName(level);
+    }
+}
+
+TEST_P(SimdGridKernelLevel, ThreeInputsRandomTableWrapsLikeScalar) {
+    const auto table = RandomPipeline<CFunc_16Tab3Mft>(33, false, 101);
+    CheckTable(*table, 3, GetParam(), "3 in random 33", kSyntheticPixels, 102);
+}
+
+TEST_P(SimdGridKernelLevel, ThreeInputsWithoutCurvesAndSmallGrid) {
+    const auto plain = RandomPipeline<CFunc_16Tab3Mft>(9, true, 103);
+    CheckTable(*plain, 3, GetParam(), "3 in random 9 no curves", kVariantPixels, 105);
+    const auto two = RandomPipeline<CFunc_16Tab3Mft>(2, false, 104);
+    CheckTable(*two, 3, GetParam(), "3 in random 2", kVariantPixels, 106);
+}
+
+TEST_P(SimdGridKernelLevel, FourInputsRandomTableWrapsLikeScalar) {
+    const auto table = RandomPipeline<CFunc_16Tab4Mft>(17, false, 201);
+    CheckTable(*table, 4, GetParam(), "4 in random 17", kSyntheticPixels, 202);
+}
+
+TEST_P(SimdGridKernelLevel, FourInputsWithoutCurvesAndSmallGrid) {
+    const auto plain = RandomPipeline<CFunc_16Tab4Mft>(5, true, 203);
+    CheckTable(*plain, 4, GetParam(), "4 in random 5 no curves", kVariantPixels, 205);
+    const auto two = RandomPipeline<CFunc_16Tab4Mft>(2, false, 204);
+    CheckTable(*two, 4, GetParam(), "4 in random 2", kVariantPixels, 206);
+}
+
+// ---- links from the default profiles and the corpus ----
+
+// Keeps the grid sizes of the settings file for the duration of a test, whatever other tests
+// of this program set.
+class DefaultGridSizes {
+public:
+    DefaultGridSizes() : old3(CColorLink::s_nGrid3), old4(CColorLink::s_nGrid4) {
+        CColorLink::s_nGrid3 = 0;
+        CColorLink::s_nGrid4 = 0;
+    }
+    ~DefaultGridSizes() {
+        CColorLink::s_nGrid3 = old3;
+        CColorLink::s_nGrid4 = old4;
+    }
+
+private:
+    int old3, old4;
+};
+
+fs::path DefaultProfile(const char* name) {
+    return fs::path(KVR_BINARY_DIR) / "profiles" / name;
+}
+
+// The link from `source` (empty: Lab) to `dest`, built once for all levels; null if it cannot
+// be built (a failure is then recorded).
+const CColorLink* SharedLink(const fs::path& source, const fs::path& dest, unsigned inFmt,
+                             unsigned nIn, enmRenderingIntent intent) {
+    static std::map<std::string, std::unique_ptr<CColorLink>> links;
+    const std::string key = source.string() + "|" + dest.string() + "|" + std::to_string(intent);
+    if (auto found = links.find(key); found != links.end()) return found->second.get();
+    for (const fs::path& p : {source, dest})
+        if (!p.empty() &&
+            !kvrtest::HaveFile(p, "a corpus profile or built by the target kvrdefaults")) {
+            ADD_FAILURE() << "missing " << p;
+            return nullptr;
+        }
+    DefaultGridSizes grids;
+    auto link = std::make_unique<CColorLink>(nullptr);
+    const bool built =
+        (source.empty() || link->AddProfile(source.wstring().c_str(),
+                                            CMdlColorLink::ProfStepDevToPcs, intent) == 1) &&
+        link->AddProfile(dest.wstring().c_str(), CMdlColorLink::ProfStepPcsToDev, intent) == 1 &&
+        link->CreateLink(inFmt, nIn, CMdlColorLink::LinkFmtCmyk, 4) == 1 && link->Table16();
+    if (!built) {
+        ADD_FAILURE() << "link " << key << " not built";
+        return nullptr;
+    }
+    return (links[key] = std::move(link)).get();
+}
+
+// A link from `source` (empty: Lab) to `dest`, checked at `level`.
+void CheckLink(SimdLevel level, const fs::path& source, const fs::path& dest, unsigned inFmt,
+               unsigned nIn, enmRenderingIntent intent, size_t randomPixels, uint32_t seed) {
+    const CColorLink* link = SharedLink(source, dest, inFmt, nIn, intent);
+    ASSERT_NE(link, nullptr);
+    const std::string name = (source.empty() ? std::string("Lab") : source.filename().string()) +
+                             " to " + dest.filename().string();
+    CheckTable(*link->Table16(), nIn, level, name, randomPixels, seed);
+}
+
+TEST_P(SimdGridKernelLevel, LinkDefaultRgbToDefaultCmyk) {
+    CheckLink(GetParam(), DefaultProfile("InputRgb/kvr-srgb.icc"),
+              DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtRgb, 3,
+              IntentPerceptual, kRandomPixels, 301);
+}
+
+TEST_P(SimdGridKernelLevel, LinkCorpusRgbToCmyk) {
+    CheckLink(GetParam(), kvrtest::CorpusProfile("sRGB.icc"),
+              kvrtest::CorpusProfile("default_cmyk.icc"), CMdlColorLink::LinkFmtRgb, 3,
+              IntentRelative, kVariantPixels, 302);
+    CheckLink(GetParam(), kvrtest::CorpusProfile("compatibleWithAdobeRGB1998.icc"),
+              kvrtest::CorpusProfile("FOGRA39L_low.icc"), CMdlColorLink::LinkFmtRgb, 3,
+              IntentPerceptual, kVariantPixels, 303);
+}
+
+TEST_P(SimdGridKernelLevel, LinkLabToDefaultCmyk) {
+    CheckLink(GetParam(), {}, DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtLab, 3,
+              IntentPerceptual, kVariantPixels, 304);
+}
+
+TEST_P(SimdGridKernelLevel, LinkCorpusCmykToDefaultCmyk) {
+    CheckLink(GetParam(), kvrtest::CorpusProfile("default_cmyk.icc"),
+              DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtCmyk, 4,
+              IntentPerceptual, kRandomPixels, 305);
+}
+
+TEST_P(SimdGridKernelLevel, LinkCorpusCmykToCorpusCmyk) {
+    CheckLink(GetParam(), kvrtest::CorpusProfile("ps_cmyk.icc"),
+              kvrtest::CorpusProfile("FOGRA39L_low.icc"), CMdlColorLink::LinkFmtCmyk, 4,
+              IntentRelative, kVariantPixels, 306);
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, SimdGridKernelLevel, ::testing::ValuesIn(kKernelLevels),
+                         LevelName);
+
+} // namespace
