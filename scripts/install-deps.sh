@@ -3,7 +3,7 @@
 # Skips apt entirely when everything is already there, so repeated runs are quick.
 set -euo pipefail
 pkgs=(
-  build-essential cmake pkg-config clang-format
+  build-essential cmake ninja-build lld pkg-config clang-format
   liblcms2-dev zlib1g-dev libssl-dev libpugixml-dev libtiff-dev libpng-dev libcli11-dev
   libqpdf-dev libzip-dev libjpeg-dev libhwy-dev libcpp-httplib-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev

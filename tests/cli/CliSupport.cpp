@@ -217,10 +217,13 @@ void WriteUnusualTiff(const std::string& path, const TiffSpec& spec,
         TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, uint16_t(spec.extraKinds.size()),
                      spec.extraKinds.data());
     if (spec.inkset) TIFFSetField(tif, TIFFTAG_INKSET, spec.inkset);
-    std::vector<uint16_t> ramp(size_t(1) << spec.bits);
-    for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = uint16_t(i * 65535 / (ramp.size() - 1));
-    if (spec.photometric == PHOTOMETRIC_PALETTE)
+    if (spec.photometric == PHOTOMETRIC_PALETTE) {
+        // A grey ramp of 2^bits entries; made for palette images only, since for 32-bit samples
+        // it would be 8 GB.
+        std::vector<uint16_t> ramp(size_t(1) << spec.bits);
+        for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = uint16_t(i * 65535 / (ramp.size() - 1));
         TIFFSetField(tif, TIFFTAG_COLORMAP, ramp.data(), ramp.data(), ramp.data());
+    }
     if (spec.numberOfInks) TIFFSetField(tif, TIFFTAG_NUMBEROFINKS, spec.numberOfInks);
     if (!spec.icc.empty())
         TIFFSetField(tif, TIFFTAG_ICCPROFILE, uint32_t(spec.icc.size()), spec.icc.data());

@@ -4,8 +4,8 @@
 # PrinterModel.cpp. It links the library's objects directly, not kvrcolor itself, since
 # kvrcolor carries its output. The files it writes are assembled into kvrcolor by .incbin and
 # registered with the resource store (base/Resource.h) by a generated source file. This file is
-# included by the top-level CMakeLists.txt once the kvrcolor target exists: the library's own
-# target takes the generated files, so the custom command that makes them must be defined in
+# included by the top-level CMakeLists.txt once the kvrcolor_builtins target exists: that object
+# library, part of both links of the library, takes the generated files, so the custom command that makes them must be defined in
 # the top-level directory. The generators of the default profiles are in CMakeLists.txt here.
 
 # The colour models shared by both generators and by their test.
@@ -79,6 +79,6 @@ namespace {
 @KVR_BUILTIN_REG@} // namespace
 ")
 
-target_sources(kvrcolor PRIVATE ${KVR_BUILTIN_SRC} ${KVR_BUILTIN_FILES})
+target_sources(kvrcolor_builtins PRIVATE ${KVR_BUILTIN_SRC} ${KVR_BUILTIN_FILES})
 set_source_files_properties(${KVR_BUILTIN_FILES} PROPERTIES GENERATED TRUE HEADER_FILE_ONLY TRUE)
 set_source_files_properties(${KVR_BUILTIN_SRC} PROPERTIES OBJECT_DEPENDS "${KVR_BUILTIN_FILES}")
