@@ -2,7 +2,8 @@
 # Installs what is missing, builds the command-line tool, installs the built-in default profiles
 # below build/install, makes a demonstration picture in RGB and converts it to CMYK with nothing
 # but the defaults: the source is the default RGB profile, the destination the default printer,
-# both found below the compiled-in profile base path.
+# both found below the compiled-in profile base path. Beside the CMYK it writes the soft proof, the
+# picture on the monitor as the default printer prints it, as a PNG.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -23,9 +24,12 @@ mkdir -p "$out"
 printf '; Empty on purpose: every key takes its built-in default.\n' >"$out/kvrcolor.ini"
 export KVR_INI="$PWD/$out/kvrcolor.ini"
 
-rm -f "$out/demo-rgb.tif" "$out/demo-cmyk.tif"
+rm -f "$out/demo-rgb.tif" "$out/demo-cmyk.tif" "$out/demo-proof.png"
 build/tools/demoimage/kvrmkimage demo "$out/demo-rgb.tif" --quiet
 summary=$(build/tools/kvrcolor/kvrcolor convert "$out/demo-rgb.tif" "$out/demo-cmyk.tif")
+# The soft proof: the same pixels through the printer's preview to the monitor (here the default
+# RGB profile, which the PNG carries).
+build/tools/kvrcolor/kvrcolor proof "$out/demo-rgb.tif" "$out/demo-proof.png"
 
 # The result must be a CMYK TIFF that carries the printer profile.
 info=$(tiffinfo "$out/demo-cmyk.tif" 2>/dev/null)
@@ -52,6 +56,7 @@ fi
 echo
 echo "Input:  $out/demo-rgb.tif (1600 x 1000, 8-bit RGB, no embedded profile)"
 echo "Output: $out/demo-cmyk.tif (8-bit CMYK, printer profile embedded, $icc bytes)"
+echo "Proof:  $out/demo-proof.png (8-bit RGB, how the printer prints it, for the monitor)"
 echo "Default profiles below $profiles:"
 echo "  source      ${src#"$profiles/"} ($(describe "$src"))"
 echo "  destination ${dst#"$profiles/"} ($(describe "$dst"))"

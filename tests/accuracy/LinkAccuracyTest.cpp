@@ -43,6 +43,11 @@
 //             single step gets black point compensation only when its input is the PCS: so
 //             CMYK to Lab at intents 4 and 5 is the relative answer, where lcms2 scales to the
 //             paper white (intent 4) or to the Lab profile's black (intent 5).
+//   [steep]   The project's printer maps colours outside its gamut onto it (B2A0, B2A2 by gamut
+//             compression, B2A1 to the nearest colour of the same hue), so its B2A tables change
+//             steeply across the gamut's boundary and toward the darkest neutral. There the
+//             native link's own grid over the chain and lcms2's interpolation of the tables
+//             part: the largest differences lie at dark saturated colours outside the gamut.
 //   [clip]    The absolute and black point stages of the native link work on 16-bit XYZ, which
 //             clips components below 0 and above twice the white's and, in absolute, scales a
 //             colour lighter than the paper down to the paper's Y. lcms2 carries such values on
@@ -417,37 +422,37 @@ const SBound kBounds[] = {
     {"Preview_fogra39_intent5", 1.075, 2.845, 10.448, "[preview]"},
     {"Preview_fogra39_intent5_printable", 1.963, 3.493, 5.506, "[preview]"},
     {"sRGB8_to_fogra39_intent2", 0.657, 1.635, 4.234, ""},
-    {"sRGB_to_project_intent1", 0.083, 0.240, 1.504, ""},
-    {"Lab_to_project_intent1", 0.153, 0.383, 1.955, ""},
-    {"Lab_to_project_intent1_printable", 0.312, 0.601, 1.249, ""},
+    {"sRGB_to_project_intent1", 0.109, 0.320, 0.940, ""},
+    {"Lab_to_project_intent1", 0.173, 0.445, 5.004, "[steep]"},
+    {"Lab_to_project_intent1_printable", 0.327, 0.620, 1.623, ""},
     {"project_to_Lab_intent1", 0.033, 0.063, 1.045, ""},
-    {"Preview_project_intent1", 0.163, 0.395, 1.921, ""},
-    {"Preview_project_intent1_printable", 0.341, 0.702, 1.002, ""},
-    {"sRGB_to_project_intent2", 0.096, 0.307, 1.336, ""},
-    {"Lab_to_project_intent2", 0.172, 0.427, 1.008, ""},
-    {"Lab_to_project_intent2_printable", 0.349, 0.698, 1.444, ""},
+    {"Preview_project_intent1", 0.182, 0.481, 5.005, "[steep]"},
+    {"Preview_project_intent1_printable", 0.398, 0.748, 1.331, ""},
+    {"sRGB_to_project_intent2", 0.093, 0.284, 3.085, "[steep]"},
+    {"Lab_to_project_intent2", 0.205, 0.543, 5.988, "[steep]"},
+    {"Lab_to_project_intent2_printable", 0.333, 0.666, 1.384, ""},
     {"project_to_Lab_intent2", 0.031, 0.064, 0.144, ""},
-    {"Preview_project_intent2", 0.174, 0.423, 1.145, ""},
-    {"Preview_project_intent2_printable", 0.380, 0.804, 1.307, ""},
-    {"sRGB_to_project_intent3", 0.083, 0.240, 1.504, ""},
-    {"Lab_to_project_intent3", 0.153, 0.383, 1.955, ""},
-    {"Lab_to_project_intent3_printable", 0.312, 0.601, 1.249, ""},
+    {"Preview_project_intent2", 0.222, 0.668, 5.181, "[steep]"},
+    {"Preview_project_intent2_printable", 0.387, 0.815, 1.751, ""},
+    {"sRGB_to_project_intent3", 0.111, 0.320, 1.005, ""},
+    {"Lab_to_project_intent3", 0.173, 0.448, 5.004, "[steep]"},
+    {"Lab_to_project_intent3_printable", 0.326, 0.617, 1.623, ""},
     {"project_to_Lab_intent3", 0.033, 0.063, 1.045, ""},
-    {"Preview_project_intent3", 0.163, 0.395, 1.921, ""},
-    {"Preview_project_intent3_printable", 0.341, 0.702, 1.002, ""},
-    {"sRGB_to_project_intent4", 5.295, 10.267, 14.199, "[display] sRGB.icc D65 white"},
-    {"Lab_to_project_intent4", 3.908, 26.109, 61.430, "[clip]"},
-    {"Lab_to_project_intent4_printable", 0.337, 0.660, 1.391, ""},
+    {"Preview_project_intent3", 0.183, 0.481, 5.005, "[steep]"},
+    {"Preview_project_intent3_printable", 0.396, 0.740, 1.336, ""},
+    {"sRGB_to_project_intent4", 5.113, 10.098, 16.630, "[display] sRGB.icc D65 white"},
+    {"Lab_to_project_intent4", 2.280, 14.277, 30.599, "[clip]"},
+    {"Lab_to_project_intent4_printable", 0.323, 0.628, 1.393, ""},
     {"project_to_Lab_intent4", 0.031, 0.064, 0.144, "[devpcs] no absolute stage"},
-    {"Preview_project_intent4", 3.918, 26.143, 61.298, "[clip]"},
-    {"Preview_project_intent4_printable", 0.375, 0.770, 1.258, ""},
-    {"sRGB_to_project_intent5", 0.096, 0.305, 0.965, ""},
-    {"Lab_to_project_intent5", 4.270, 28.613, 63.499, "[clip]"},
-    {"Lab_to_project_intent5_printable", 0.339, 0.670, 1.318, ""},
-    {"project_to_Lab_intent5", 3.740, 9.181, 11.629, "[devpcs] no compensation"},
-    {"Preview_project_intent5", 4.275, 28.641, 63.495, "[clip]"},
-    {"Preview_project_intent5_printable", 0.382, 0.816, 1.172, ""},
-    {"sRGB8_to_project_intent2", 0.140, 0.350, 1.318, ""},
+    {"Preview_project_intent4", 2.290, 14.336, 30.585, "[clip]"},
+    {"Preview_project_intent4_printable", 0.378, 0.781, 1.678, ""},
+    {"sRGB_to_project_intent5", 0.088, 0.267, 0.926, ""},
+    {"Lab_to_project_intent5", 2.292, 15.194, 32.258, "[clip]"},
+    {"Lab_to_project_intent5_printable", 0.297, 0.590, 1.160, ""},
+    {"project_to_Lab_intent5", 3.745, 9.194, 11.637, "[devpcs] no compensation"},
+    {"Preview_project_intent5", 2.300, 15.217, 32.237, "[clip]"},
+    {"Preview_project_intent5_printable", 0.344, 0.675, 1.097, ""},
+    {"sRGB8_to_project_intent2", 0.153, 0.362, 2.963, "[steep]"},
     {"gsDefault_to_gsPs_intent1", 2.030, 4.388, 6.414, "[v4perc]"},
     {"gsDefault_to_gsPs_intent2", 0.180, 0.473, 2.871, ""},
     {"gsDefault_to_gsPs_intent3", 2.030, 4.388, 6.414, "[v4perc]"},
@@ -458,11 +463,11 @@ const SBound kBounds[] = {
     {"gsPs_to_fogra39_intent3", 1.576, 6.939, 18.313, "[tables] ps_cmyk A2B grid of 5"},
     {"gsPs_to_fogra39_intent4", 1.650, 7.199, 18.686, "[tables] ps_cmyk A2B grid of 5"},
     {"gsPs_to_fogra39_intent5", 1.572, 5.932, 17.309, "[tables] ps_cmyk A2B grid of 5"},
-    {"fogra39_to_project_intent1", 0.311, 0.763, 1.504, ""},
-    {"fogra39_to_project_intent2", 0.370, 0.905, 2.233, ""},
-    {"fogra39_to_project_intent3", 0.311, 0.763, 1.504, ""},
-    {"fogra39_to_project_intent4", 0.353, 0.865, 2.079, ""},
-    {"fogra39_to_project_intent5", 0.333, 0.811, 1.833, ""},
+    {"fogra39_to_project_intent1", 0.311, 0.806, 1.447, ""},
+    {"fogra39_to_project_intent2", 0.351, 0.897, 2.536, "[steep]"},
+    {"fogra39_to_project_intent3", 0.309, 0.804, 1.409, ""},
+    {"fogra39_to_project_intent4", 0.339, 0.855, 2.288, ""},
+    {"fogra39_to_project_intent5", 0.304, 0.761, 2.082, ""},
     {"sRGB_to_AdobeRGB_intent1", 0.076, 0.247, 2.467, ""},
     {"sRGB_to_AdobeRGB_intent2", 0.076, 0.247, 2.467, ""},
     {"sRGB_to_AdobeRGB_intent4", 0.197, 0.590, 4.234, "[display] sRGB.icc D65 white"},
@@ -470,7 +475,7 @@ const SBound kBounds[] = {
     {"sRGB_D65_to_gsDefault_intent4", 0.144, 0.371, 1.791, ""},
     {"sRGB_D65_to_gsPs_intent4", 0.091, 0.320, 1.510, ""},
     {"sRGB_D65_to_fogra39_intent4", 0.637, 1.626, 4.263, ""},
-    {"sRGB_D65_to_project_intent4", 0.097, 0.314, 1.572, ""},
+    {"sRGB_D65_to_project_intent4", 0.111, 0.374, 2.224, ""},
 };
 // clang-format on
 
@@ -778,8 +783,8 @@ struct SGamutBound {
 const SGamutBound kGamutBounds[] = {
     {"Gamut_fogra39", 0.9989, 153.0},
     {"Gamut_fogra39_printable", 0.9960, 36.9},
-    {"Gamut_project", 0.9971, 6.8},
-    {"Gamut_project_printable", 0.9795, 0.9},
+    {"Gamut_project", 0.9974, 12.4},
+    {"Gamut_project_printable", 0.9821, 1.2},
 };
 // clang-format on
 

@@ -154,10 +154,12 @@ TEST(BuiltInTables, RgbToCmyk) {
     for (int c = 0; c < 4; ++c) EXPECT_EQ(b[white + c], 0) << c;
     EXPECT_EQ(b[t + 3], 255);                                      // full black at RGB (0, 0, 0)
     EXPECT_LE(b[t] + b[t + 1] + b[t + 2] + b[t + 3], 3 * 255 + 2); // 300% ink, rounding
-    // A primary of sRGB: pure red has no cyan and full yellow.
+    // A primary of sRGB: pure red is magenta and yellow. The perceptual mapping holds red's
+    // hue in Oklab, which takes a trace of cyan (4 of 255) and a little less than full yellow.
     const size_t red = t + (16 * 17 * 17) * 4;
-    EXPECT_EQ(b[red], 0);
-    EXPECT_EQ(b[red + 2], 255);
+    EXPECT_LE(b[red], 8);
+    EXPECT_GE(b[red + 1], 240);
+    EXPECT_GE(b[red + 2], 245);
 }
 
 TEST(BuiltInTables, LabToCmykWorkedExample) {
@@ -447,7 +449,9 @@ TEST(BuiltInColorimetry, CmykV2ToLabMeetsThePrimariesAtTheCorners) {
 }
 
 // The separations: every node within the total ink limit of 300% (plus rounding of the four
-// bytes), and in-gamut colours separated so that the press model prints them back.
+// bytes), and greys separated so that the press model prints them back: RGBTOCMYK as the
+// perceptual intent's black point scaling places them, from sRGB black on the press's darkest
+// neutral to white.
 TEST(BuiltInColorimetry, SeparationsKeepTheInkLimitAndPrintBackTheirColour) {
     const auto rgbToCmyk = Resource(L"RGBTOCMYK");
     const auto labToCmyk = Resource(L"LABTOCMYK");
@@ -464,27 +468,43 @@ TEST(BuiltInColorimetry, SeparationsKeepTheInkLimitAndPrintBackTheirColour) {
     LoadBuiltInMft(L"SRGBTOLAB", srgb);
     std::unique_ptr<CMft_16> o1(press), o2(srgb);
     ASSERT_TRUE(press && srgb);
-    // The grey axis of RGBTOCMYK from RGB 64 (L 27, darker greys lie beyond what the press
-    // prints in a neutral) to white: the separation printed by the model against the sRGB
-    // colour. Differences come from 8-bit ink values and the 16-point grid of the model table.
-    double worst = 0.0;
-    for (unsigned i = 4; i <= 16; ++i) {
+    // The grey axis of RGBTOCMYK from black to white: the separation printed by the model
+    // against the sRGB colour after black point scaling (in XYZ, along the white, so that Y 0
+    // becomes the Y of the press's black as this table prints it at RGB 0). Differences come
+    // from 8-bit ink values and the 16-point grid of the model table.
+    const auto print = [&](unsigned i) {
         const size_t at = 29 + ((i * 17 + i) * 17 + i) * 4;
         const uint16_t cmyk[4] = {uint16_t(rgbToCmyk[at] * 257), uint16_t(rgbToCmyk[at + 1] * 257),
                                   uint16_t(rgbToCmyk[at + 2] * 257),
                                   uint16_t(rgbToCmyk[at + 3] * 257)};
+        uint16_t printed[3];
+        press->Trn(cmyk, printed);
+        return cmsCIELab{printed[0] / 652.8, printed[1] / 256.0 - 128.0,
+                         printed[2] / 256.0 - 128.0};
+    };
+    const cmsCIELab black = print(0);
+    cmsCIEXYZ blackXyz;
+    cmsLab2XYZ(cmsD50_XYZ(), &blackXyz, &black);
+    const double yBlack = blackXyz.Y / cmsD50_XYZ()->Y;
+    double worst = 0.0;
+    for (unsigned i = 0; i <= 16; ++i) {
+        const cmsCIELab a = print(i);
         const uint16_t v = uint16_t(((i * 255 + 8) / 16) * 257);
         const uint16_t rgb[3] = {v, v, v};
-        uint16_t printed[3], wanted[3];
-        press->Trn(cmyk, printed);
+        uint16_t wanted[3];
         srgb->Trn(rgb, wanted);
-        const cmsCIELab a = {printed[0] / 652.8, printed[1] / 256.0 - 128.0,
-                             printed[2] / 256.0 - 128.0};
-        const cmsCIELab b = {wanted[0] / 655.35, wanted[1] / 257.0 - 128.0,
-                             wanted[2] / 257.0 - 128.0};
+        const cmsCIELab source = {wanted[0] / 655.35, wanted[1] / 257.0 - 128.0,
+                                  wanted[2] / 257.0 - 128.0};
+        cmsCIEXYZ xyz;
+        cmsLab2XYZ(cmsD50_XYZ(), &xyz, &source);
+        const cmsCIEXYZ* w = cmsD50_XYZ();
+        xyz = {yBlack * w->X + (1.0 - yBlack) * xyz.X, yBlack * w->Y + (1.0 - yBlack) * xyz.Y,
+               yBlack * w->Z + (1.0 - yBlack) * xyz.Z};
+        cmsCIELab b;
+        cmsXYZ2Lab(cmsD50_XYZ(), &b, &xyz);
         const double de = cmsDeltaE(&a, &b);
         worst = std::max(worst, de);
-        EXPECT_LE(de, 1.0) << "grey node " << i; // 0.42 observed
+        EXPECT_LE(de, 1.0) << "grey node " << i; // 0.61 observed
     }
     std::printf("RGBTOCMYK greys printed by the press model: max dE76 %.3f\n", worst);
 }

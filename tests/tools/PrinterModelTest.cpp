@@ -142,24 +142,3 @@ TEST(PrinterModelPress, DarkGreysUseBlackAndKeepTheInkLimit) {
     EXPECT_NEAR(cmyk[3], 0.0, 1e-6);
     EXPECT_GT(cmyk[0] + cmyk[1] + cmyk[2], 0.0);
 }
-
-TEST(PrinterModelSeparation, OutOfGamutColoursAreMappedToPrintableOnes) {
-    const CPressModel press;
-    CPressSeparation sep(press, CPressSeparation::DarkestGreyL(press),
-                         CPressSeparation::EMapping::TowardGrey);
-    double cmyk[4];
-    Vec3 mapped;
-    // Printable: kept as it is.
-    const double ink[4] = {0.4, 0.2, 0.1, 0.1};
-    const Vec3 printable = press.Lab(ink);
-    sep.Separate(printable, cmyk, mapped);
-    EXPECT_LT(DeltaE(mapped, printable), 0.05);
-    EXPECT_LT(DeltaE(press.Lab(cmyk), printable), 0.1);
-    // Far outside: the hue's lightness stays, chroma is cut, and the inks print the mapped
-    // colour.
-    const Vec3 vivid{60, -100, -80};
-    sep.Separate(vivid, cmyk, mapped);
-    EXPECT_NEAR(mapped[0], 60, 0.5);
-    EXPECT_LT(std::hypot(mapped[1], mapped[2]), std::hypot(vivid[1], vivid[2]));
-    EXPECT_LT(DeltaE(press.Lab(cmyk), mapped), 0.1);
-}

@@ -346,18 +346,12 @@ double CPressModel::Fit(const Vec3& target, double* x, bool freeBlack, double go
 }
 
 // ---------------------------------------------------------------------------------------------
-// The separation of the default printer profile
+// Printability
 
 namespace {
 
 constexpr double kPrintableCost = 1e-4; // squared residual of a printed colour: 0.01 units
-constexpr double kReachableCost = 4e-4; // the same for the search of black: 0.02 units
-constexpr double kExactCost = 1e-10;    // squared residual of a final separation
 constexpr double kQuickGain = 1e-3;     // searches that only decide whether a colour prints
-constexpr double kFineGain = 1e-7;      // searches whose result is used
-constexpr int kChromaSteps = 14;        // bisection toward grey: 1/16384 of the way
-constexpr int kBlackSteps = 14;         // bisection of black
-constexpr double kShadowRamp = 8.0;     // units of CIE76 difference to full grey component
 
 // Light, middle and dark greys, and the dark tones of each ink.
 constexpr double kFixedStarts[6][4] = {{0.2, 0.2, 0.2, 0.0}, {0.5, 0.5, 0.5, 0.3},
@@ -366,138 +360,33 @@ constexpr double kFixedStarts[6][4] = {{0.2, 0.2, 0.2, 0.0}, {0.5, 0.5, 0.5, 0.3
 
 } // namespace
 
-CPressSeparation::CPressSeparation(const CPressModel& model, double darkestGreyL, EMapping mapping)
-    : m_model(model), m_darkestGreyL(darkestGreyL), m_mapping(mapping), m_last4{0.2, 0.2, 0.2, 0.0},
-      m_lastCmy0{0.2, 0.2, 0.2}, m_lastCmyk{0.2, 0.2, 0.2, 0.0} {}
-
-double CPressSeparation::DarkestGreyL(const CPressModel& model) {
-    const CPressSeparation sep(model, 0.0, EMapping::Nearest);
-    // Full black with a third of the remaining ink each is about the darkest the press goes.
-    double ink[4] = {2.0 / 3.0, 2.0 / 3.0, 2.0 / 3.0, 1.0};
-    double lo = 0.0, hi = 50.0;
-    for (int step = 0; step < 30; ++step) {
-        const double mid = 0.5 * (lo + hi);
-        double trial[4] = {ink[0], ink[1], ink[2], ink[3]};
-        if (sep.Printable({mid, 0.0, 0.0}, trial, true)) {
-            hi = mid;
-            std::copy(trial, trial + 4, ink);
-        } else {
-            lo = mid;
-        }
+bool CPressModel::Prints(const Vec3& lab, double* ink, bool tryFixedStarts) const {
+    double x[4] = {ink[0], ink[1], ink[2], ink[3]};
+    if (Fit(lab, x, true, kPrintableCost, kQuickGain) <= kPrintableCost) {
+        std::copy(x, x + 4, ink);
+        return true;
     }
-    return hi;
-}
-
-bool CPressSeparation::Printable(const Vec3& lab, double* cmyk, bool tryFixedStarts) const {
-    if (m_model.Fit(lab, cmyk, true, kPrintableCost, kQuickGain) <= kPrintableCost) return true;
     if (!tryFixedStarts) return false;
     for (const auto& s : kFixedStarts) {
-        double x[4] = {s[0], s[1], s[2], s[3]};
-        if (m_model.Fit(lab, x, true, kPrintableCost, kQuickGain) <= kPrintableCost) {
-            std::copy(x, x + 4, cmyk);
+        std::copy(s, s + 4, x);
+        if (Fit(lab, x, true, kPrintableCost, kQuickGain) <= kPrintableCost) {
+            std::copy(x, x + 4, ink);
             return true;
         }
     }
     return false;
 }
 
-Vec3 CPressSeparation::MapTowardGrey(const Vec3& target, double* ink4) const {
-    std::copy(m_last4, m_last4 + 4, ink4);
-    if (Printable(target, ink4, true)) return target;
-    const Vec3 grey{std::clamp(target[0], m_darkestGreyL, 100.0), 0.0, 0.0};
-    std::copy(m_last4, m_last4 + 4, ink4);
-    Printable(grey, ink4, true); // printable within the range of the greys
-    double lo = 0.0, hi = 1.0;
-    for (int step = 0; step < kChromaSteps; ++step) {
+double CPressModel::DarkestGreyL() const {
+    // Full black with a third of the remaining ink each is about the darkest the press goes.
+    double ink[4] = {2.0 / 3.0, 2.0 / 3.0, 2.0 / 3.0, 1.0};
+    double lo = 0.0, hi = 50.0;
+    for (int step = 0; step < 30; ++step) {
         const double mid = 0.5 * (lo + hi);
-        double trial[4] = {ink4[0], ink4[1], ink4[2], ink4[3]};
-        const Vec3 p{grey[0] + mid * (target[0] - grey[0]), mid * target[1], mid * target[2]};
-        if (Printable(p, trial, false)) {
-            lo = mid;
-            std::copy(trial, trial + 4, ink4);
-        } else {
+        if (Prints({mid, 0.0, 0.0}, ink, true))
             hi = mid;
-        }
+        else
+            lo = mid;
     }
-    return {grey[0] + lo * (target[0] - grey[0]), lo * target[1], lo * target[2]};
-}
-
-Vec3 CPressSeparation::MapNearest(const Vec3& target, double* ink4) const {
-    std::copy(m_last4, m_last4 + 4, ink4);
-    double cost = m_model.Fit(target, ink4, true, kExactCost, kFineGain);
-    if (cost <= kPrintableCost) return target;
-    for (const auto& s : kFixedStarts) {
-        double x[4] = {s[0], s[1], s[2], s[3]};
-        const double c = m_model.Fit(target, x, true, kExactCost, kFineGain);
-        if (c < cost) {
-            cost = c;
-            std::copy(x, x + 4, ink4);
-        }
-    }
-    return cost <= kPrintableCost ? target : m_model.Lab(ink4);
-}
-
-void CPressSeparation::Separate(const Vec3& target, double* cmyk, Vec3& mapped) {
-    // 1. Gamut mapping.
-    double ink4[4];
-    const Vec3 t =
-        m_mapping == EMapping::Nearest ? MapNearest(target, ink4) : MapTowardGrey(target, ink4);
-    mapped = t;
-    std::copy(ink4, ink4 + 4, m_last4);
-
-    // 2. The grey-component rule: the smallest of C, M, Y without black sets black. They are
-    // searched from the last colour's and from fixed starts, as SolveCmy does.
-    double cmy0[4] = {m_lastCmy0[0], m_lastCmy0[1], m_lastCmy0[2], 0.0};
-    double cost0 = m_model.Fit(t, cmy0, false, kExactCost, kFineGain);
-    if (cost0 > kExactCost) {
-        static constexpr double starts[4][3] = {
-            {0.1, 0.1, 0.1}, {0.5, 0.5, 0.5}, {0.9, 0.9, 0.9}, {0.3, 0.6, 0.9}};
-        for (const auto& s : starts) {
-            double x[4] = {s[0], s[1], s[2], 0.0};
-            const double cost = m_model.Fit(t, x, false, kExactCost, kFineGain);
-            if (cost < cost0) {
-                cost0 = cost;
-                std::copy(x, x + 3, cmy0);
-            }
-        }
-    }
-    std::copy(cmy0, cmy0 + 3, m_lastCmy0);
-    // A colour beyond the reach of C, M and Y alone has no grey component of its own: the one
-    // of the nearest colour they reach grows toward 1 with the distance to it, so that black
-    // rises steadily into the shadows instead of following the corners of that nearest colour.
-    const double beyond = std::min(1.0, std::sqrt(cost0) / kShadowRamp);
-    const double nearestGrey = std::min({cmy0[0], cmy0[1], cmy0[2]});
-    const double grey = nearestGrey + (1.0 - nearestGrey) * beyond;
-    const double kRule = std::clamp((grey - kGreyStart) / (1.0 - kGreyStart), 0.0, 1.0);
-    double ink[4] = {cmy0[0], cmy0[1], cmy0[2], 0.0};
-    double cost = cost0;
-    if (kRule > 0.0) {
-        ink[0] = m_lastCmyk[0];
-        ink[1] = m_lastCmyk[1];
-        ink[2] = m_lastCmyk[2];
-        ink[3] = kRule;
-        cost = m_model.Fit(t, ink, false, kExactCost, kFineGain);
-    }
-    // Where the rule's black misses the colour, the black-free search's black reaches it: the
-    // reachable black nearest to the rule's lies between the two.
-    if (cost > kReachableCost) {
-        double good[4] = {ink4[0], ink4[1], ink4[2], ink4[3]};
-        double bad = kRule;
-        for (int step = 0; step < kBlackSteps; ++step) {
-            double trial[4] = {good[0], good[1], good[2], 0.5 * (good[3] + bad)};
-            if (m_model.Fit(t, trial, false, kPrintableCost, kQuickGain) <= kReachableCost)
-                std::copy(trial, trial + 4, good);
-            else
-                bad = trial[3];
-        }
-        std::copy(good, good + 4, ink);
-        m_model.Fit(t, ink, false, kExactCost, kFineGain);
-    }
-    const double sum = ink[0] + ink[1] + ink[2];
-    if (sum + ink[3] > kTotalInkLimit && sum > 0.0) {
-        const double f = (kTotalInkLimit - ink[3]) / sum;
-        for (int c = 0; c < 3; ++c) ink[c] *= f;
-    }
-    std::copy(ink, ink + 4, cmyk);
-    std::copy(ink, ink + 4, m_lastCmyk);
+    return hi;
 }

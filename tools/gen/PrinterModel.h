@@ -16,14 +16,14 @@
 // light scattering in paper, and 2 is the usual value for coated stock. At the 16 corners the
 // model gives the measured colours. The paper is Lab (100, 0, 0): the model is relative to it.
 //
-// Separation: the model is inverted numerically. For a target Lab, first C, M and Y are solved
-// with no black; their smallest, g, is the grey component. Black is then K = (g - 0.25) / 0.75,
-// limited to 0..1 (no black for a grey component below 25%, full black where the three inks
-// are all full), and C, M, Y are solved again with that black. Where that black would make the
-// target unreachable (a grey lighter than black alone, say), black is lowered to the greatest
-// amount that still matches about as well as the best black. The solution minimises the CIE76
-// colour difference by a bounded Levenberg-Marquardt search, so colours outside the press gamut
-// are mapped to a nearby press colour. The total ink C + M + Y + K is limited to 300%: the
+// Separation (of the built-in Lab table): the model is inverted numerically. For a target Lab,
+// first C, M and Y are solved with no black; their smallest, g, is the grey component. Black is
+// then K = (g - 0.25) / 0.75, limited to 0..1 (no black for a grey component below 25%, full black
+// where the three inks are all full), and C, M, Y are solved again with that black. Where that
+// black would make the target unreachable (a grey lighter than black alone, say), black is lowered
+// to the greatest amount that still matches about as well as the best black. The solution minimises
+// the CIE76 colour difference by a bounded Levenberg-Marquardt search, so colours outside the press
+// gamut are mapped to a nearby press colour. The total ink C + M + Y + K is limited to 300%: the
 // search penalises any excess, and a remaining excess is removed by scaling C, M and Y down.
 #pragma once
 
@@ -90,6 +90,14 @@ public:
     // residual.
     double Fit(const Vec3& target, double* ink, bool freeBlack, double goal, double minGain) const;
 
+    // Whether the press prints `lab` within 0.01 units of CIE76 difference, by a quick search
+    // of all four inks from `ink`, and with `tryFixedStarts` from a few fixed inks where that
+    // fails. On success `ink` receives inks that print it; otherwise it stays as it was.
+    bool Prints(const Vec3& lab, double* ink, bool tryFixedStarts) const;
+
+    // The L of the darkest neutral grey (a = b = 0) that the press prints.
+    double DarkestGreyL() const;
+
 private:
     // Residuals: the Lab difference and the ink excess over the limit, weighted so that 1% of
     // excess ink weighs like two units of colour difference.
@@ -98,54 +106,4 @@ private:
     double Search(const Vec3& target, double k, double* x) const;
 
     double m_root[16][3]; // primaries' XYZ to the power 1/n
-};
-
-// The separation of the default printer profile, defined for every Lab:
-//
-// 1. Gamut mapping of a colour that the press cannot print, in one of two ways:
-//    - Nearest: to the printable colour of least CIE76 difference (among the results of
-//      searches from the last colour's inks and from a few fixed inks). It moves colours just
-//      outside the gamut the least, which keeps a table's cells at the gamut boundary
-//      accurate for the printable colours inside them.
-//    - TowardGrey: on the line toward a grey, to the last colour on that line that the press
-//      prints (found by bisection). The grey is that of the colour's own L, so that L and hue
-//      stay and chroma is clipped; beyond the lightness range of the press's greys (darker
-//      than its darkest grey, lighter than the paper) it is the nearer end of that range.
-// 2. The grey-component rule of CPressModel::Separate on the mapped colour. Where the rule's
-//    black cannot reach it, the black nearest to the rule's that can is taken (by bisection
-//    toward a black that reaches it), so that every printable colour is printed exactly.
-//
-// Searches start from the inks of the previous colour, which makes them fast when colours come
-// in small steps, like the nodes of one grid line. The result therefore depends on the
-// sequence of colours given to one object: use a new object for each independent sequence.
-class CPressSeparation {
-public:
-    enum class EMapping { Nearest, TowardGrey };
-
-    // `darkestGreyL` from DarkestGreyL of the same model.
-    CPressSeparation(const CPressModel& model, double darkestGreyL, EMapping mapping);
-
-    // The L of the darkest neutral grey (a = b = 0) that the press prints.
-    static double DarkestGreyL(const CPressModel& model);
-
-    // Separates `target` into cmyk (0..1, total at most the ink limit). `mapped` receives the
-    // gamut-mapped colour, which the inks print: the target itself where it is printable.
-    void Separate(const Vec3& target, double* cmyk, Vec3& mapped);
-
-private:
-    // Whether the press prints `lab` (within a residual of 0.01 units of CIE76 difference),
-    // searching from `cmyk`, which receives the inks found. `tryFixedStarts` adds searches
-    // from fixed starting points where the first one fails.
-    bool Printable(const Vec3& lab, double* cmyk, bool tryFixedStarts) const;
-    // Mapping toward grey; `ink4` receives inks without a black rule that print the result.
-    Vec3 MapTowardGrey(const Vec3& target, double* ink4) const;
-    // Mapping to the nearest printable colour, likewise.
-    Vec3 MapNearest(const Vec3& target, double* ink4) const;
-
-    const CPressModel& m_model;
-    double m_darkestGreyL;
-    EMapping m_mapping;
-    double m_last4[4];    // inks of the last mapped colour, black free
-    double m_lastCmy0[3]; // C, M, Y without black of the last colour
-    double m_lastCmyk[4]; // the last separation
 };

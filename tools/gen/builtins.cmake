@@ -8,8 +8,10 @@
 # library, part of both links of the library, takes the generated files, so the custom command that makes them must be defined in
 # the top-level directory. The generators of the default profiles are in CMakeLists.txt here.
 
-# The colour models shared by both generators and by their test.
-add_library(kvrprintermodel STATIC ${PROJECT_SOURCE_DIR}/tools/gen/PrinterModel.cpp)
+# The colour models, gamut mapping and separation shared by both generators and by their test.
+add_library(kvrprintermodel STATIC ${PROJECT_SOURCE_DIR}/tools/gen/PrinterModel.cpp
+                                   ${PROJECT_SOURCE_DIR}/tools/gen/GamutMapping.cpp
+                                   ${PROJECT_SOURCE_DIR}/tools/gen/Separation.cpp)
 target_link_libraries(kvrprintermodel PUBLIC kvrbase)
 
 add_executable(kvrmkbuiltins ${PROJECT_SOURCE_DIR}/tools/gen/mkbuiltins.cpp

@@ -8,7 +8,9 @@
 // this program: the same build writes the same bytes.
 //
 // The colour models behind the tables, sRGB and the press with its separation, are those of
-// tools/gen/PrinterModel.h, which the default profiles share.
+// tools/gen/PrinterModel.h, which the default profiles share. RGBTOCMYK separates sRGB as the
+// default printer profile does at the perceptual intent (tools/gen/Separation.h); LABTOCMYK
+// keeps the press model's own grey-component separation (CPressModel::Separate).
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -28,6 +30,7 @@
 #include "gridtable/TabMft.h"
 #include "icc/IccProfileGen.h"
 #include "tools/gen/PrinterModel.h"
+#include "tools/gen/Separation.h"
 
 namespace {
 
@@ -112,18 +115,23 @@ private:
     const SRgb& m_s;
 };
 
+// sRGB to the press's inks as the default printer profile separates at the perceptual intent:
+// gamut mapping and black generation of CPrinterSeparation. Its searches start from the last
+// node's inks, so the table depends on the order of the nodes, which DefineByFunc keeps.
 class CRgbToCmyk8 : public CFunc_8 {
 public:
-    CRgbToCmyk8(const CPressModel& m, const SRgb& s) : CFunc_8(3, 4), m_m(m), m_s(s) {}
+    explicit CRgbToCmyk8(const CPrinterGamut& g)
+        : CFunc_8(3, 4), m_sep(g, EIntent::Perceptual), m_s(g.Srgb()) {}
     int Trn(const uint8_t* in, uint8_t* out) const override {
         double cmyk[4];
-        m_m.Separate(m_s.ToLab({in[0] / 255.0, in[1] / 255.0, in[2] / 255.0}), cmyk);
+        Vec3 mapped;
+        m_sep.Separate(m_s.ToLab({in[0] / 255.0, in[1] / 255.0, in[2] / 255.0}), cmyk, mapped);
         for (int c = 0; c < 4; ++c) out[c] = Round8(cmyk[c]);
         return 1;
     }
 
 private:
-    const CPressModel& m_m;
+    mutable CPrinterSeparation m_sep;
     const SRgb& m_s;
 };
 
@@ -256,7 +264,7 @@ int main(int argc, char** argv) {
 
     {
         CMft3_8 t(17, 4);
-        t.DefineByFunc(CRgbToCmyk8(press, srgb));
+        t.DefineByFunc(CRgbToCmyk8(CPrinterGamut()));
         ok &= WriteArchive(dir / "RGBTOCMYK.mft", t);
     }
     {

@@ -15,17 +15,21 @@
 // Printer/kvr-cmyk.icc: a version-2 CMYK output profile of the press model on a Lab connection
 // space, in the 16-bit Lab encoding of version 2 (L 100 at 0xFF00, a and b 0 at 0x8000):
 //   A2B1  CMYK to Lab, the press model on 17 points per ink, relative to the paper.
-//   B2A1  Lab to CMYK on 33 points per axis: the separation of CPressSeparation (grey-component
-//         rule, 300% total ink) with colours outside the gamut mapped to the nearest printable
-//         colour, as colorimetric clipping does.
-//   A2B0, B2A0  perceptual: black point scaling (CBlackScaling below), and outside the gamut
-//         chroma clipped toward grey at constant L and hue. A2B2 and B2A2 share their data.
+//   B2A1  Lab to CMYK on 33 points per axis: the separation of CPrinterSeparation
+//         (Separation.h: gamut mapping, then black generation, 300% total ink) with colours
+//         outside the gamut mapped to the nearest printable colour of the same Oklab hue.
+//   A2B0  perceptual: the press's colours with black point scaling (CBlackScaling); A2B2
+//         shares its data.
+//   B2A0  perceptual: black point scaling, then lightness toward the press's cusp and chroma
+//         compressed with a knee, at constant Oklab hue (GamutMapping.h).
+//   B2A2  saturation: the same black point scaling and lightness move, then clipping toward
+//         the cusp lightness: the most chroma of the hue.
 //   gamt  Lab to one value: 0 where the press prints the node, elsewhere 256 per unit of CIE76
 //         difference between the node and the colour its separation prints, so that a reader
 //         of the high byte sees the distance in whole units.
-//   pre0, pre1  Lab to Lab: the colour that the press prints, relative to the paper, for the
-//         node's separation as stored in B2A0 or B2A1 (B2Ax followed by A2B1, with the model in
-//         place of the A2B1 grid); pre2 shares pre0.
+//   pre0, pre1, pre2  Lab to Lab: the colour that the press prints, relative to the paper,
+//         for the node's separation as stored in B2A0, B2A1 or B2A2 (B2Ax followed by A2B1,
+//         with the model in place of the A2B1 grid).
 //   wtpt  the paper. The press's measured colours are relative to it, so it is the D50 white
 //         and absolute colorimetry equals relative.
 //
@@ -49,6 +53,7 @@
 #include "base/Colorimetry.h"
 #include "icc/IccProfileGen.h"
 #include "tools/gen/PrinterModel.h"
+#include "tools/gen/Separation.h"
 
 namespace fs = std::filesystem;
 
@@ -164,35 +169,6 @@ template <class F> void ForEach(size_t count, F work) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Black point scaling of the perceptual and saturation tables
-
-// Perceptual and saturation scale the press's lightness range, from its darkest grey to the
-// paper, onto the whole range of the connection space (in XYZ, along the white): a source's
-// black prints as the press's darkest grey and its shadows keep their steps instead of being
-// clipped. The press has no rendering of its own for saturation, which shares these tables.
-class CBlackScaling {
-public:
-    explicit CBlackScaling(double darkestGreyL) : m_y(LabToXyz({darkestGreyL, 0.0, 0.0})[1]) {}
-
-    // Press colour (relative to the paper) to the perceptual connection space.
-    Vec3 ToPerceptual(const Vec3& lab) const {
-        Vec3 xyz = LabToXyz(lab);
-        for (int c = 0; c < 3; ++c)
-            xyz[c] = std::max(0.0, (xyz[c] - m_y * kD50White[c]) / (1.0 - m_y));
-        return XyzToLab(xyz);
-    }
-    // The inverse.
-    Vec3 FromPerceptual(const Vec3& lab) const {
-        Vec3 xyz = LabToXyz(lab);
-        for (int c = 0; c < 3; ++c) xyz[c] = m_y * kD50White[c] + (1.0 - m_y) * xyz[c];
-        return XyzToLab(xyz);
-    }
-
-private:
-    double m_y; // Y of the darkest grey
-};
-
-// ---------------------------------------------------------------------------------------------
 // Profiles
 
 // A generator whose header carries no creation time and no identifier.
@@ -277,15 +253,15 @@ bool WriteGrayProfile(const fs::path& path) {
 struct SPrinterTables {
     SPrinterTables()
         : a2b0(4, 3, kCmykPoints, kCurveEntries), a2b1(4, 3, kCmykPoints, kCurveEntries),
-          b2a0(LabTable(4)), b2a1(LabTable(4)), gamt(LabTable(1)), pre0(LabTable(3)),
-          pre1(LabTable(3)) {}
-    CGridTab a2b0, a2b1, b2a0, b2a1, gamt, pre0, pre1;
+          b2a0(LabTable(4)), b2a1(LabTable(4)), b2a2(LabTable(4)), gamt(LabTable(1)),
+          pre0(LabTable(3)), pre1(LabTable(3)), pre2(LabTable(3)) {}
+    CGridTab a2b0, a2b1, b2a0, b2a1, b2a2, gamt, pre0, pre1, pre2;
 };
 
 void ComputePrinterTables(SPrinterTables& t) {
-    const CPressModel press;
-    const double darkestGreyL = CPressSeparation::DarkestGreyL(press);
-    const CBlackScaling scaling(darkestGreyL);
+    const CPrinterGamut gamut;
+    const CPressModel& press = gamut.Press();
+    const CBlackScaling& scaling = gamut.Scaling();
 
     // CMYK to Lab.
     for (size_t n = 0; n < t.a2b1.Nodes(); ++n) {
@@ -300,17 +276,18 @@ void ComputePrinterTables(SPrinterTables& t) {
         EncodeLab(scaling.ToPerceptual(lab), t.a2b0.Node(n));
     }
 
-    // Lab to CMYK, the gamut and the preview, line by line along b.
+    // Lab to CMYK, the gamut and the previews, line by line along b.
     ForEach(size_t(kLabPoints) * kLabPoints, [&](size_t line) {
         const unsigned i = unsigned(line / kLabPoints), j = unsigned(line % kLabPoints);
-        CPressSeparation colorimetric(press, darkestGreyL, CPressSeparation::EMapping::Nearest);
-        CPressSeparation perceptual(press, darkestGreyL, CPressSeparation::EMapping::TowardGrey);
+        CPrinterSeparation relative(gamut, EIntent::Relative);
+        CPrinterSeparation perceptual(gamut, EIntent::Perceptual);
+        CPrinterSeparation saturation(gamut, EIntent::Saturation);
         for (unsigned k = 0; k < kLabPoints; ++k) {
             const size_t n = line * kLabPoints + k;
             const Vec3 lab = LabOfNode(i, j, k);
             double cmyk[4];
             Vec3 mapped;
-            colorimetric.Separate(lab, cmyk, mapped);
+            relative.Separate(lab, cmyk, mapped);
             EncodeInk(cmyk, t.b2a1.Node(n));
             const double dE =
                 std::hypot(lab[0] - mapped[0], lab[1] - mapped[1], lab[2] - mapped[2]);
@@ -319,10 +296,15 @@ void ComputePrinterTables(SPrinterTables& t) {
             DecodeInk(t.b2a1.Node(n), cmyk);
             EncodeLab(press.Lab(cmyk), t.pre1.Node(n));
 
-            perceptual.Separate(scaling.FromPerceptual(lab), cmyk, mapped);
+            perceptual.Separate(lab, cmyk, mapped);
             EncodeInk(cmyk, t.b2a0.Node(n));
             DecodeInk(t.b2a0.Node(n), cmyk);
             EncodeLab(press.Lab(cmyk), t.pre0.Node(n));
+
+            saturation.Separate(lab, cmyk, mapped);
+            EncodeInk(cmyk, t.b2a2.Node(n));
+            DecodeInk(t.b2a2.Node(n), cmyk);
+            EncodeLab(press.Lab(cmyk), t.pre2.Node(n));
         }
     });
 }
@@ -337,11 +319,11 @@ bool WriteCmykProfile(const fs::path& path) {
     gen.DupTagAs(icSigAToB2Tag, icSigAToB0Tag);
     gen.AddLut16Tag(icSigBToA0Tag, t.b2a0);
     gen.AddLut16Tag(icSigBToA1Tag, t.b2a1);
-    gen.DupTagAs(icSigBToA2Tag, icSigBToA0Tag);
+    gen.AddLut16Tag(icSigBToA2Tag, t.b2a2);
     gen.AddLut16Tag(icSigGamutTag, t.gamt);
     gen.AddLut16Tag(icSigPreview0Tag, t.pre0);
     gen.AddLut16Tag(icSigPreview1Tag, t.pre1);
-    gen.DupTagAs(icSigPreview2Tag, icSigPreview0Tag);
+    gen.AddLut16Tag(icSigPreview2Tag, t.pre2);
     gen.AddXYZ(icSigMediaWhitePointTag, kD50White);
     gen.AddCopyright();
     return gen.SaveAs(path);
