@@ -1,11 +1,16 @@
 #include "colorlink/Factories.h"
 
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "base/IniEntries.h"
 #include "base/PathUtil.h"
 #include "base/Settings.h"
+#include "base/WideString.h"
 #include "colorspace/OutputColorSpace.h"
 #include "common/PrintEnv.h"
 #include "common/PrintUSM.h"
@@ -13,6 +18,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using LinkPtr = std::unique_ptr<CMdlColorLink>;
 using SpacePtr = std::unique_ptr<IOutputColorSpace>;
 
@@ -21,9 +27,11 @@ constexpr unsigned kRgbChannels = 3;
 constexpr unsigned kCmykChannels = 4;
 constexpr unsigned kGamutChannels = 1;
 
-// Folders of the default source profiles below the profile root.
+// Folders of the default profiles below the profile root.
 constexpr wchar_t kInputRgbFolder[] = L"InputRgb";
 constexpr wchar_t kInputCmykFolder[] = L"InputCmyk";
+constexpr wchar_t kInputGrayFolder[] = L"InputGray";
+constexpr wchar_t kPrinterFolder[] = L"Printer";
 
 CUserSettingsMgr* Settings(CUserSettingsMgr* usm) {
     return usm ? usm : CPrintUSM::GetInstance();
@@ -74,6 +82,36 @@ SpacePtr LoadedPrinterSpace(const CPrintEnvContext& ctx, const std::wstring& pat
 std::wstring DefaultInputPath(CUserSettingsMgr* usm, const wchar_t* folder, const _INIENTRY& file) {
     const std::wstring dir = BuildFileName(usm->GetString(IniCpBasePath), folder);
     return BuildFileName(dir, usm->GetString(file));
+}
+
+bool IsRegularFile(const fs::path& path) {
+    std::error_code ec;
+    return fs::is_regular_file(path, ec);
+}
+
+// The first profile (*.icc, *.icm, any case, by name) of `folder` below the profile root;
+// empty if it has none or does not exist.
+std::wstring FirstProfileIn(CUserSettingsMgr* usm, const wchar_t* folder) {
+    const fs::path dir = fs::path(WideToUtf8(usm->GetString(IniCpBasePath))) / WideToUtf8(folder);
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+        if (!it->is_regular_file(ec)) continue;
+        std::string ext = it->path().extension().string();
+        std::transform(ext.begin(), ext.end(), ext.begin(),
+                       [](unsigned char c) { return char(std::tolower(c)); });
+        if (ext == ".icc" || ext == ".icm") names.push_back(it->path().filename().string());
+    }
+    if (names.empty()) return {};
+    std::sort(names.begin(), names.end());
+    return Utf8ToWide((dir / names.front()).string());
+}
+
+// The configured file where it exists, else the first profile of its folder.
+std::wstring ConfiguredOrFirst(CUserSettingsMgr* usm, const std::wstring& configured,
+                               const wchar_t* folder) {
+    if (IsRegularFile(WideToUtf8(configured))) return configured;
+    return FirstProfileIn(usm, folder);
 }
 
 } // namespace
@@ -225,6 +263,24 @@ std::wstring GetDefaultCMYKInputProfile(CUserSettingsMgr* usm) {
 
 std::wstring GetDefaultRGBInputProfile(CUserSettingsMgr* usm) {
     return DefaultInputPath(Settings(usm), kInputRgbFolder, IniCpInputRgb);
+}
+
+std::wstring FindDefaultRGBInputProfile(CUserSettingsMgr* usm) {
+    usm = Settings(usm);
+    return ConfiguredOrFirst(usm, GetDefaultRGBInputProfile(usm), kInputRgbFolder);
+}
+
+std::wstring FindDefaultCMYKInputProfile(CUserSettingsMgr* usm) {
+    usm = Settings(usm);
+    return ConfiguredOrFirst(usm, GetDefaultCMYKInputProfile(usm), kInputCmykFolder);
+}
+
+std::wstring FindDefaultGrayInputProfile(CUserSettingsMgr* usm) {
+    return FirstProfileIn(Settings(usm), kInputGrayFolder);
+}
+
+std::wstring FindDefaultPrinterProfile(CUserSettingsMgr* usm) {
+    return FirstProfileIn(Settings(usm), kPrinterFolder);
 }
 
 CMdlColorLink* CreateDefaultCMYKInputTrans(CUserSettingsMgr* usm) {

@@ -67,3 +67,13 @@ CMdlColorLink* CreateDefaultRGBInputTrans(CUserSettingsMgr* usm);
 // The file need not exist.
 std::wstring GetDefaultCMYKInputProfile(CUserSettingsMgr* usm);
 std::wstring GetDefaultRGBInputProfile(CUserSettingsMgr* usm);
+
+// Additions for a caller without presets or a print host (the command-line tool), which has no
+// named profile to ask for: the default profile of a colour space's folder below IniCpBasePath.
+// RGB and CMYK: the file of the two functions above where it exists. Otherwise, and for grey
+// (folder InputGray) and the printer (folder Printer): the first profile of the folder, *.icc
+// or *.icm by name. Empty when there is none. The files are not opened.
+std::wstring FindDefaultRGBInputProfile(CUserSettingsMgr* usm);
+std::wstring FindDefaultCMYKInputProfile(CUserSettingsMgr* usm);
+std::wstring FindDefaultGrayInputProfile(CUserSettingsMgr* usm);
+std::wstring FindDefaultPrinterProfile(CUserSettingsMgr* usm);

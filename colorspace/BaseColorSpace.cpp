@@ -178,24 +178,61 @@ unsigned long CBaseColorSpace::GetDeviceColorSpaceSignature() {
     return 0;
 }
 
+IBaseColorSpace::enmColorSpaceType
+CBaseColorSpace::ColorSpaceTypeOfSignature(icColorSpaceSignature sig) {
+    if (sig == icSigRgbData) return ecsRgb;
+    if (sig == icSigLabData) return ecsLab;
+    // A CMYK space takes an n-colour profile of five inks and more.
+    if (sig == icSigCmykData || IsNColorSignature(sig)) return ecsCmyk;
+    if (sig == icSigGrayData) return ecsGray;
+    return ecsSepar; // 2CLR, 3CLR, 4CLR, CMY and the rest: only an open space takes them
+}
+
 int CBaseColorSpace::CheckIccWithColorSpaceType() {
-    const icColorSpaceSignature sig = m_pIccProfile->DeviceColorSpaceSignature();
-    enmColorSpaceType kind;
-    if (sig == icSigRgbData)
-        kind = ecsRgb;
-    else if (sig == icSigLabData)
-        kind = ecsLab;
-    else if (sig == icSigCmykData || IsNColorSignature(sig))
-        kind = ecsCmyk; // a CMYK space takes an n-colour profile of five inks and more
-    else if (sig == icSigGrayData)
-        kind = ecsGray;
-    else
-        kind = ecsSepar; // 2CLR, 3CLR, 4CLR, CMY and the rest: only an open space takes them
+    const enmColorSpaceType kind =
+        ColorSpaceTypeOfSignature(m_pIccProfile->DeviceColorSpaceSignature());
     if (m_eColorSpaceType == ecsSepar) {
         m_eColorSpaceType = kind;
         return 1;
     }
     return m_eColorSpaceType == kind ? 1 : 0;
+}
+
+int CBaseColorSpace::HoldsDataOfSignature(icColorSpaceSignature sig) {
+    const int channels = int(GetChannelCountOfSignature(sig, false));
+    return channels > 0 && ColorSpaceTypeOfSignature(sig) == m_eColorSpaceType &&
+                   channels == GetCountChannels() && m_nNotColorManagedChannels == 0
+               ? 1
+               : 0;
+}
+
+namespace {
+// The link meets the connection space as Lab, whether the profile's is Lab or XYZ.
+icColorSpaceSignature AsLinkSide(icColorSpaceSignature sig) {
+    return sig == icSigXYZData ? icSigLabData : sig;
+}
+bool IsConnectionSpace(icColorSpaceSignature sig) {
+    return sig == icSigLabData || sig == icSigXYZData;
+}
+} // namespace
+
+icColorSpaceSignature CBaseColorSpace::StepInputSignature(const icHeader& profile, int stepKind) {
+    if (stepKind == CMdlColorLink::ProfStepDevToPcs) return AsLinkSide(profile.colorSpace);
+    return IsConnectionSpace(profile.pcs) ? icSigLabData : icColorSpaceSignature(0);
+}
+
+icColorSpaceSignature CBaseColorSpace::StepOutputSignature(const icHeader& profile, int stepKind) {
+    switch (stepKind) {
+    case CMdlColorLink::ProfStepGamut:
+        return icColorSpaceSignature(0); // one in-or-out answer, no colour space
+    case CMdlColorLink::ProfStepPreview:
+    case CMdlColorLink::ProfStepAbstract:
+        return icSigLabData;
+    case CMdlColorLink::ProfStepDevToPcs:
+        return AsLinkSide(profile.pcs); // a device link's second space, else Lab or XYZ
+    default:
+        return AsLinkSide(profile.colorSpace);
+    }
 }
 
 int CBaseColorSpace::LoadIccFile(const wchar_t* path, CUserSettingsMgr* usm) {

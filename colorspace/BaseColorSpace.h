@@ -127,6 +127,25 @@ public:
     // The signature of the type; 0 for a value outside the five kinds.
     unsigned long GetDeviceColorSpaceSignature();
 
+    // Additions beyond the interface the RIP's modules use, for a caller that puts profiles
+    // into a chain step by step instead of through the transform factories (the command-line
+    // tool): which data a step of a link reads and gives, and whether a space's pixels are
+    // exactly such data. LoadIccFile's test is looser on purpose (a profile may have fewer
+    // channels than the space), which a chain's first step cannot be.
+    //
+    // The kind of space that a device signature belongs to, by the rules of LoadIccFile's test:
+    // CMYK and 5CLR to FCLR are CMYK kind, 2CLR to 4CLR and unknown signatures separation kind.
+    static enmColorSpaceType ColorSpaceTypeOfSignature(icColorSpaceSignature sig);
+    // 1 if this space's pixels are exactly data of `sig`: the same kind, as many channels, and
+    // none that passes colour management.
+    int HoldsDataOfSignature(icColorSpaceSignature sig);
+    // The data that a step of `stepKind` (CMdlColorLink::ProfStep*) through a profile with this
+    // header reads and gives, as a signature; the connection space is Lab whether the profile's
+    // is Lab or XYZ. 0 where there is none: a step from the connection space through a profile
+    // whose connection space is neither, and the gamut answer.
+    static icColorSpaceSignature StepInputSignature(const icHeader& profile, int stepKind);
+    static icColorSpaceSignature StepOutputSignature(const icHeader& profile, int stepKind);
+
     static SProfileCacheStats ProfileCacheStats();
     // Deletes every cached record; what the library's unloading does. The counts of loads and
     // hits stay.

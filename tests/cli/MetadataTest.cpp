@@ -1,5 +1,6 @@
 // kvrcolor convert keeps what an image says about itself where the output has a place for it:
-// resolution, orientation, description, artist, copyright and XMP in TIFF; pHYs, text, XMP and
+// resolution, orientation, description, artist, copyright, XMP and a TIFF input's EXIF and GPS
+// directories in TIFF; pHYs, text, XMP and
 // EXIF in PNG; density, EXIF, XMP and a comment in JPEG. PNG's colour chunks (gAMA, cHRM, sRGB)
 // are dropped: the embedded profile says what the output's colours are.
 #include <gtest/gtest.h>
@@ -144,6 +145,92 @@ TEST_F(MetadataTest, TiffOutputKeepsResolutionOrientationDescriptionArtistCopyri
     void* xmp = nullptr;
     ASSERT_TRUE(TIFFGetField(tif, TIFFTAG_XMLPACKET, &size, &xmp));
     EXPECT_EQ(std::string(static_cast<char*>(xmp), size), kXmp);
+    TIFFClose(tif);
+}
+
+// A single rational of the current directory, in the width libtiff's description of the tag
+// gives it (float or double).
+double TiffRational(TIFF* tif, uint32_t tag) {
+    const TIFFField* field = TIFFFieldWithTag(tif, tag);
+    if (!field) return -1;
+    if (TIFFFieldSetGetSize(field) == int(sizeof(float))) {
+        float value = -1;
+        return TIFFGetField(tif, tag, &value) ? value : -1;
+    }
+    double value = -1;
+    return TIFFGetField(tif, tag, &value) ? value : -1;
+}
+
+// A TIFF written with libtiff alone: with an EXIF directory (DateTimeOriginal and LensModel as
+// text, ExposureTime and FNumber as rationals) and a GPS directory (GPSLatitudeRef and
+// GPSLatitude), or without either.
+void WriteExifTiff(const std::string& path, bool withExif) {
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_NE(tif, nullptr);
+    uint64_t exifAt = 0, gpsAt = 0;
+    if (withExif) {
+        // The custom directories first, then a fresh image directory that points to them.
+        ASSERT_EQ(TIFFCreateEXIFDirectory(tif), 0);
+        ASSERT_TRUE(TIFFSetField(tif, EXIFTAG_DATETIMEORIGINAL, "2026:03:14 15:09:26"));
+        ASSERT_TRUE(TIFFSetField(tif, EXIFTAG_LENSMODEL, "Harbour 35mm"));
+        ASSERT_TRUE(TIFFSetField(tif, EXIFTAG_EXPOSURETIME, 1.0 / 125));
+        ASSERT_TRUE(TIFFSetField(tif, EXIFTAG_FNUMBER, 5.6));
+        ASSERT_TRUE(TIFFWriteCustomDirectory(tif, &exifAt));
+        ASSERT_EQ(TIFFCreateGPSDirectory(tif), 0);
+        ASSERT_TRUE(TIFFSetField(tif, GPSTAG_LATITUDEREF, "N"));
+        const double latitude[3] = {54, 19, 30.5};
+        ASSERT_TRUE(TIFFSetField(tif, GPSTAG_LATITUDE, latitude));
+        ASSERT_TRUE(TIFFWriteCustomDirectory(tif, &gpsAt));
+        TIFFFreeDirectory(tif);
+        TIFFCreateDirectory(tif);
+        ASSERT_TRUE(TIFFSetField(tif, TIFFTAG_EXIFIFD, exifAt));
+        ASSERT_TRUE(TIFFSetField(tif, TIFFTAG_GPSIFD, gpsAt));
+    }
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 16u);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 8u);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 3);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 8u);
+    std::vector<uint8_t> row(16 * 3, 140);
+    for (uint32_t y = 0; y < 8; ++y) ASSERT_EQ(TIFFWriteScanline(tif, row.data(), y, 0), 1);
+    TIFFClose(tif);
+}
+
+TEST_F(MetadataTest, TiffOutputKeepsTheExifAndGpsDirectoriesOfATiffInput) {
+    WriteExifTiff(work / "in.tif", true);
+    Convert(work / "in.tif", work / "out.tif");
+    TIFF* tif = TIFFOpen((work / "out.tif").c_str(), "r");
+    ASSERT_NE(tif, nullptr);
+    EXPECT_EQ(TIFFNumberOfDirectories(tif), 1); // the custom directories are not pages
+    uint64_t exifAt = 0, gpsAt = 0;
+    ASSERT_TRUE(TIFFGetField(tif, TIFFTAG_EXIFIFD, &exifAt));
+    ASSERT_TRUE(TIFFGetField(tif, TIFFTAG_GPSIFD, &gpsAt));
+    ASSERT_TRUE(TIFFReadEXIFDirectory(tif, exifAt));
+    EXPECT_EQ(TiffText(tif, EXIFTAG_DATETIMEORIGINAL), "2026:03:14 15:09:26");
+    EXPECT_EQ(TiffText(tif, EXIFTAG_LENSMODEL), "Harbour 35mm");
+    EXPECT_NEAR(TiffRational(tif, EXIFTAG_EXPOSURETIME), 1.0 / 125, 1e-9);
+    EXPECT_NEAR(TiffRational(tif, EXIFTAG_FNUMBER), 5.6, 1e-6);
+    ASSERT_TRUE(TIFFReadGPSDirectory(tif, gpsAt));
+    EXPECT_EQ(TiffText(tif, GPSTAG_LATITUDEREF), "N");
+    double* latitude = nullptr;
+    ASSERT_TRUE(TIFFGetField(tif, GPSTAG_LATITUDE, &latitude));
+    ASSERT_NE(latitude, nullptr);
+    EXPECT_NEAR(latitude[0], 54, 1e-6);
+    EXPECT_NEAR(latitude[1], 19, 1e-6);
+    EXPECT_NEAR(latitude[2], 30.5, 1e-6);
+    TIFFClose(tif);
+}
+
+TEST_F(MetadataTest, TiffInputWithoutExifGivesOutputWithoutExifDirectory) {
+    WriteExifTiff(work / "in.tif", false);
+    Convert(work / "in.tif", work / "out.tif");
+    TIFF* tif = TIFFOpen((work / "out.tif").c_str(), "r");
+    ASSERT_NE(tif, nullptr);
+    uint64_t at = 0;
+    EXPECT_FALSE(TIFFGetField(tif, TIFFTAG_EXIFIFD, &at));
+    EXPECT_FALSE(TIFFGetField(tif, TIFFTAG_GPSIFD, &at));
     TIFFClose(tif);
 }
 

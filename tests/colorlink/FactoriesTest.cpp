@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -481,4 +482,36 @@ TEST_F(Factories, InstalledCmykPrinterProfilesGiveTheLinksByHand) {
         if (++seen == 4) break;
     }
     EXPECT_GT(seen, 0) << "no installed CMYK printer profile below /usr/share/color";
+}
+
+TEST_F(Factories, FoundDefaultInputIsTheConfiguredFileWhereItExists) {
+    Copy(kvrtest::CorpusProfile("sRGB.icc"), "InputRgb"); // "sRGB.icc" sorts after "kvr-..."
+    ASSERT_TRUE(usm.PutString(IniCpInputRgb, L"sRGB.icc"));
+    EXPECT_EQ((base / "InputRgb" / "sRGB.icc").wstring(), FindDefaultRGBInputProfile(&usm));
+    ASSERT_TRUE(usm.PutString(IniCpInputCmyk, L"kvr-cmyk.icc"));
+    EXPECT_EQ((base / "InputCmyk" / "kvr-cmyk.icc").wstring(), FindDefaultCMYKInputProfile(&usm));
+}
+
+TEST_F(Factories, FoundDefaultInputFallsBackToTheFirstProfileOfItsFolderByName) {
+    Copy(kvrtest::CorpusProfile("sRGB.icc"), "InputRgb");
+    ASSERT_TRUE(usm.PutString(IniCpInputRgb, L"missing.icc"));
+    EXPECT_EQ((base / "InputRgb" / "kvr-srgb.icc").wstring(), FindDefaultRGBInputProfile(&usm));
+    ASSERT_TRUE(usm.PutString(IniCpInputRgb, L""));
+    EXPECT_EQ((base / "InputRgb" / "kvr-srgb.icc").wstring(), FindDefaultRGBInputProfile(&usm));
+}
+
+TEST_F(Factories, FoundPrinterProfileIsTheFirstProfileOfThePrinterFolder) {
+    // default_cmyk.icc, FOGRA39L_low.icc and kvr-cmyk.icc: by name, upper case first.
+    EXPECT_EQ(Printer("FOGRA39L_low.icc"), FindDefaultPrinterProfile(&usm));
+}
+
+TEST_F(Factories, FoundDefaultIgnoresFilesThatAreNoProfilesAndFoldersWithout) {
+    fs::create_directories(base / "InputGray");
+    std::ofstream(base / "InputGray" / "notes.txt") << "not a profile";
+    EXPECT_EQ(L"", FindDefaultGrayInputProfile(&usm));
+    Copy(kvrtest::CorpusProfile("sRGB.icc"), "InputGray");
+    fs::rename(base / "InputGray" / "sRGB.icc", base / "InputGray" / "grey.ICM");
+    EXPECT_EQ((base / "InputGray" / "grey.ICM").wstring(), FindDefaultGrayInputProfile(&usm));
+    fs::remove_all(base / "Printer");
+    EXPECT_EQ(L"", FindDefaultPrinterProfile(&usm));
 }

@@ -9,6 +9,7 @@
 #include "base/Settings.h"
 #include "base/WideString.h"
 #include "colorlink/Factories.h"
+#include "colorspace/BaseColorSpace.h"
 #include "icc/IccRecords.h"
 
 namespace fs = std::filesystem;
@@ -19,14 +20,52 @@ std::string FileName(const std::string& path) {
     return fs::path(path).filename().string();
 }
 
+// The pixels as the library's colour spaces declare them, for the queries of what a step
+// takes; null for the gamut answer, which no step reads.
+std::unique_ptr<CBaseColorSpace> ColourSpaceOf(const PixelSpace& pixels) {
+    auto space = std::make_unique<CBaseColorSpace>();
+    switch (pixels.model) {
+    case ColourModel::Rgb:
+        space->SetRgb(int(pixels.channels));
+        break;
+    case ColourModel::Cmyk:
+        space->SetCmykPlus(int(pixels.channels));
+        break;
+    case ColourModel::Lab:
+        space->SetLab(int(pixels.channels));
+        break;
+    case ColourModel::Gray:
+        space->SetGray();
+        break;
+    case ColourModel::NColor:
+        // Five inks and more are of the CMYK kind; two to four other inks an open space.
+        if (pixels.channels >= 5)
+            space->SetCmykPlus(int(pixels.channels));
+        else
+            space->SetCountColorManagedChannels(int(pixels.channels));
+        break;
+    case ColourModel::Gamut:
+        return nullptr;
+    }
+    return space;
+}
+
+// Whether `pixels` are exactly data of `sig`, a signature the tool converts.
+bool PixelsAre(const PixelSpace& pixels, uint32_t sig) {
+    if (!SpaceOfSignature(sig)) return false;
+    const auto space = ColourSpaceOf(pixels);
+    return space && space->HoldsDataOfSignature(icColorSpaceSignature(sig));
+}
+
 // What the first step of a kind takes from the profile.
 PixelSpace StepInput(const ProfileFacts& p, int kind) {
+    const uint32_t sig = CBaseColorSpace::StepInputSignature(p.header, kind);
     if (kind == CMdlColorLink::ProfStepDevToPcs) {
-        if (auto s = SpaceOfSignature(p.colorSpace)) return *s;
+        if (auto s = SpaceOfSignature(sig)) return *s;
         throw CliError(kExitProfile,
                        p.path + ": colour space " + SigText(p.colorSpace) + " is not supported");
     }
-    if (p.pcs != icSigLabData && p.pcs != icSigXYZData)
+    if (sig == 0)
         throw CliError(kExitProfile,
                        p.path + ": connection space " + SigText(p.pcs) + " is neither Lab nor XYZ");
     return LabSpace();
@@ -34,20 +73,8 @@ PixelSpace StepInput(const ProfileFacts& p, int kind) {
 
 // What the last step of a kind gives.
 PixelSpace StepOutput(const ProfileFacts& p, int kind) {
-    uint32_t sig = 0;
-    switch (kind) {
-    case CMdlColorLink::ProfStepGamut:
-        return GamutSpace();
-    case CMdlColorLink::ProfStepPreview:
-    case CMdlColorLink::ProfStepAbstract:
-        return LabSpace();
-    case CMdlColorLink::ProfStepDevToPcs:
-        sig = p.pcs; // a device link's second space, else Lab or XYZ
-        break;
-    default:
-        sig = p.colorSpace;
-        break;
-    }
+    if (kind == CMdlColorLink::ProfStepGamut) return GamutSpace();
+    const uint32_t sig = CBaseColorSpace::StepOutputSignature(p.header, kind);
     if (sig == icSigGrayData)
         throw CliError(kExitProfile,
                        p.path + ": grey output is not supported by the native engine");
@@ -58,7 +85,7 @@ PixelSpace StepOutput(const ProfileFacts& p, int kind) {
 void CheckFirstStep(const ProfileFacts& p, int kind, const PixelSpace& input,
                     const std::string& inputName) {
     const PixelSpace takes = StepInput(p, kind);
-    if (takes == input) return;
+    if (PixelsAre(input, CBaseColorSpace::StepInputSignature(p.header, kind))) return;
     throw CliError(kExitProfile, p.path + ": " + StepKindName(kind) + " takes " + SpaceName(takes) +
                                      ", but " + inputName + " is " + SpaceName(input));
 }
@@ -69,42 +96,28 @@ bool SameFile(const std::string& a, const std::string& b) {
     return ReadFileBytes(a, kExitProfile) == ReadFileBytes(b, kExitProfile);
 }
 
-// `path` if it names a regular file, else empty.
-std::string ExistingFile(const std::wstring& path) {
-    const std::string utf8 = WideToUtf8(path);
-    std::error_code ec;
-    return fs::is_regular_file(utf8, ec) ? utf8 : std::string();
-}
-
 // The default source profile of a colour space, or a clear failure.
 std::string DefaultSource(const PixelSpace& input, const std::string& inputName) {
-    const std::string base = ProfileBasePath();
     const auto none = [&](const std::string& where) {
         return CliError(kExitProfile, inputName + ": no " + SpaceName(input) +
-                                          " source profile (none embedded, none in " + base + "/" +
-                                          where + "); give --from");
+                                          " source profile (none embedded, none in " +
+                                          ProfileBasePath() + "/" + where + "); give --from");
     };
     switch (input.model) {
     case ColourModel::Rgb: {
-        // The profile of the default-input factory; when that file is missing, the first
-        // profile of its folder.
-        std::string p = ExistingFile(GetDefaultRGBInputProfile(&Settings()));
-        if (p.empty()) p = DefaultProfileIn("InputRgb");
+        const std::string p = WideToUtf8(FindDefaultRGBInputProfile(&Settings()));
         if (p.empty()) throw none("InputRgb");
         return p;
     }
     case ColourModel::Cmyk: {
-        // A configured CMYK source first (the factory's file, else the first profile of its
-        // folder); otherwise the printer's own device-to-PCS table, so that CMYK made for the
-        // default printer prints as it was meant.
-        if (!Settings().GetString(IniCpInputCmyk).empty()) {
-            std::string p = ExistingFile(GetDefaultCMYKInputProfile(&Settings()));
-            if (p.empty()) p = DefaultProfileIn("InputCmyk");
-            if (!p.empty()) return p;
-        }
-        const std::string p = DefaultProfileIn("Printer");
+        // A configured CMYK source first; otherwise the printer's own device-to-PCS table, so
+        // that CMYK made for the default printer prints as it was meant.
+        if (!Settings().GetString(IniCpInputCmyk).empty())
+            if (std::string p = WideToUtf8(FindDefaultCMYKInputProfile(&Settings())); !p.empty())
+                return p;
+        const std::string p = WideToUtf8(FindDefaultPrinterProfile(&Settings()));
         if (p.empty()) throw none("Printer");
-        if (ReadProfileFacts(p).colorSpace != icSigCmykData)
+        if (!PixelsAre(CmykSpace(), ReadProfileFacts(p).colorSpace))
             throw CliError(kExitProfile, inputName +
                                              ": no CMYK source profile (the default "
                                              "printer " +
@@ -112,7 +125,7 @@ std::string DefaultSource(const PixelSpace& input, const std::string& inputName)
         return p;
     }
     case ColourModel::Gray: {
-        const std::string p = DefaultProfileIn("InputGray");
+        const std::string p = WideToUtf8(FindDefaultGrayInputProfile(&Settings()));
         if (p.empty()) throw none("InputGray");
         return p;
     }
@@ -136,26 +149,23 @@ std::string ErrorMeaning(unsigned error) {
 }
 } // namespace
 
-PixelSpace ImpliedInputSpace(const ChainOptions& options) {
-    if (!options.steps.empty()) {
-        const StepSpec first = ParseStep(options.steps.front(), IntentPerceptual);
-        return StepInput(ReadProfileFacts(first.path), first.kind);
-    }
-    if (!options.from.empty())
-        return StepInput(ReadProfileFacts(options.from), CMdlColorLink::ProfStepDevToPcs);
+PixelSpace ImpliedInputSpace(const ChainSettings& settings) {
+    if (!settings.steps.empty())
+        return StepInput(ReadProfileFacts(settings.steps.front().path),
+                         settings.steps.front().kind);
+    if (!settings.from.empty())
+        return StepInput(ReadProfileFacts(settings.from), CMdlColorLink::ProfStepDevToPcs);
     return RgbSpace();
 }
 
 namespace {
 
 // --step given: exactly those steps.
-ResolvedChain ChainOfSteps(const ChainOptions& options, enmRenderingIntent intent,
-                           const PixelSpace& input, const std::string& inputName) {
-    if (!options.from.empty() || !options.to.empty())
-        throw CliError(kExitUsage, "--step cannot be combined with --from or --to");
+ResolvedChain ChainOfSteps(const ChainSettings& settings, const PixelSpace& input,
+                           const std::string& inputName) {
     ResolvedChain chain;
     chain.in = input;
-    for (const auto& text : options.steps) chain.steps.push_back(ParseStep(text, intent));
+    chain.steps = settings.steps;
     CheckFirstStep(ReadProfileFacts(chain.steps.front().path), chain.steps.front().kind, input,
                    inputName);
     const StepSpec& last = chain.steps.back();
@@ -177,8 +187,8 @@ std::string EmbeddedSource(ResolvedChain& chain, const std::vector<uint8_t>& emb
                        inputName +
                            ": the embedded profile is not a valid ICC profile; give --from");
     }
-    const auto space = SpaceOfSignature(facts.colorSpace);
-    if (!space || !(*space == chain.in))
+    if (!PixelsAre(chain.in, CBaseColorSpace::StepInputSignature(facts.header,
+                                                                 CMdlColorLink::ProfStepDevToPcs)))
         throw CliError(kExitProfile, inputName + ": the embedded profile is " +
                                          SigText(facts.colorSpace) + ", the pixels are " +
                                          SpaceName(chain.in) + "; give --from");
@@ -189,24 +199,23 @@ std::string EmbeddedSource(ResolvedChain& chain, const std::vector<uint8_t>& emb
 namespace {
 
 // The profiles of the chain, in order, with the formats at both ends.
-ResolvedChain ResolveSteps(const ChainOptions& options, const PixelSpace& input,
+ResolvedChain ResolveSteps(const ChainSettings& settings, const PixelSpace& input,
                            const std::string& inputName, const std::vector<uint8_t>& embedded) {
-    const enmRenderingIntent intent =
-        options.intent.empty() ? kDefaultIntent : ParseIntent(options.intent);
-    if (!options.steps.empty()) return ChainOfSteps(options, intent, input, inputName);
+    const enmRenderingIntent intent = settings.intent;
+    if (!settings.steps.empty()) return ChainOfSteps(settings, input, inputName);
 
     ResolvedChain chain;
     chain.in = input;
     // Source: --from, the embedded profile, or the default of the space. Lab pixels are in
     // the connection space already and need none.
-    std::string source = options.from;
+    std::string source = settings.from;
     if (source.empty() && input.model != ColourModel::Lab)
         source = embedded.empty() ? DefaultSource(input, inputName)
                                   : EmbeddedSource(chain, embedded, inputName);
 
     // A device link converts from its first space to its second alone.
     if (!source.empty() && ReadProfileFacts(source).deviceClass == icSigLinkClass) {
-        if (!options.to.empty())
+        if (!settings.to.empty())
             throw CliError(kExitUsage,
                            source + ": a device link converts on its own; give no --to");
         const ProfileFacts link = ReadProfileFacts(source);
@@ -217,9 +226,9 @@ ResolvedChain ResolveSteps(const ChainOptions& options, const PixelSpace& input,
         return chain; // no profile describes the output; none is embedded
     }
 
-    std::string destination = options.to;
+    std::string destination = settings.to;
     if (destination.empty()) {
-        destination = DefaultProfileIn("Printer");
+        destination = WideToUtf8(FindDefaultPrinterProfile(&Settings()));
         if (destination.empty())
             throw CliError(kExitProfile, "no destination profile (none in " + ProfileBasePath() +
                                              "/Printer); give --to");
@@ -241,8 +250,7 @@ ResolvedChain ResolveSteps(const ChainOptions& options, const PixelSpace& input,
         // already is in the destination's space, there is nothing to convert: the empty chain
         // gives the library's copying link, and the inks pass unchanged.
         if (input.model == ColourModel::NColor && input.channels > 4 &&
-            SpaceOfSignature(dst.colorSpace) == std::optional<PixelSpace>(input) &&
-            SameFile(source, destination)) {
+            PixelsAre(input, dst.colorSpace) && SameFile(source, destination)) {
             chain.out = input;
             chain.outputProfile = destination;
             return chain;
@@ -270,12 +278,11 @@ void AddGradationFile(ResolvedChain& chain, const std::string& path) {
 }
 } // namespace
 
-ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
+ResolvedChain ResolveChain(const ChainSettings& settings, const PixelSpace& input,
                            const std::string& inputName, const std::vector<uint8_t>& embedded) {
-    const Engine requested = ParseEngine(options.engine);
-    ResolvedChain chain = ResolveSteps(options, input, inputName, embedded);
-    AddGradationFile(chain, options.gradation);
-    chain.engine = ChooseEngine(requested, chain);
+    ResolvedChain chain = ResolveSteps(settings, input, inputName, embedded);
+    AddGradationFile(chain, settings.gradation);
+    chain.engine = ChooseEngine(settings.engine, chain);
     return chain;
 }
 

@@ -34,12 +34,12 @@ struct ResolvedChain {
 // Without --step: source (--from, else the embedded profile, else the default for the space;
 // none for Lab) to destination (--to, else the default printer), both with --intent. With
 // --step: exactly those steps. Throws CliError.
-ResolvedChain ResolveChain(const ChainOptions& options, const PixelSpace& input,
+ResolvedChain ResolveChain(const ChainSettings& settings, const PixelSpace& input,
                            const std::string& inputName, const std::vector<uint8_t>& embedded = {});
 
 // The input space of a chain when the user gave none: that of the first step (--step, else
 // --from), RGB if there is no profile to tell.
-PixelSpace ImpliedInputSpace(const ChainOptions& options);
+PixelSpace ImpliedInputSpace(const ChainSettings& settings);
 
 // Makes a link of the chain's engine (CreateMdlColorLink with the settings of that engine), adds
 // the steps and the gradation and builds it. Throws CliError (kExitLink) with the library's

@@ -257,10 +257,11 @@ int RunCompare(const CompareOptions& o) {
             throw CliError(kExitUsage, "--in-format: the image tells its own pixels");
         reader = OpenImage(o.image);
     }
+    const ChainSettings settings = ParseChainOptions(o.chain);
     const PixelSpace in = reader               ? reader->Info().space
-                          : o.inFormat.empty() ? ImpliedInputSpace(o.chain)
+                          : o.inFormat.empty() ? ImpliedInputSpace(settings)
                                                : ParseInFormat(o.inFormat);
-    ResolvedChain chain = ResolveChain(o.chain, in, reader ? o.image : "the input",
+    ResolvedChain chain = ResolveChain(settings, in, reader ? o.image : "the input",
                                        reader ? reader->Info().icc : std::vector<uint8_t>{});
     const LabMeter meter(chain);
     const Sample sample = reader ? ImageSample(*reader) : FixedSample(in);

@@ -177,7 +177,7 @@ int RunConvert(const ConvertOptions& o) {
         if (n > 0) reader = OpenPage(o, n);
         const ImageInfo& info = reader->Info();
         const auto linkStart = Clock::now();
-        ResolvedChain chain = ResolveChain(o.chain, info.space, o.in, info.icc);
+        ResolvedChain chain = ResolveChain(ParseChainOptions(o.chain), info.space, o.in, info.icc);
         const OutputSpec spec = SpecOf(o, info, chain, format);
         if (const std::string why = CannotHold(spec); !why.empty())
             throw CliError(kExitUsage, o.out + ": " + why);

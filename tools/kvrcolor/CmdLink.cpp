@@ -46,9 +46,10 @@ int RunLink(const LinkOptions& o) {
     // The library saves through a temporary and a rename of its own; the tool checks the target
     // first, writes the file a link points to, and gives the new file the old one's mode.
     const SafeOutput::Target target = SafeOutput::CheckTarget(o.out, inputs);
+    const ChainSettings settings = ParseChainOptions(o.chain);
     const PixelSpace in =
-        o.inFormat.empty() ? ImpliedInputSpace(o.chain) : ParseInFormat(o.inFormat);
-    const ResolvedChain chain = ResolveChain(o.chain, in, "the input");
+        o.inFormat.empty() ? ImpliedInputSpace(settings) : ParseInFormat(o.inFormat);
+    const ResolvedChain chain = ResolveChain(settings, in, "the input");
     // Only a native link has a table to save; no other engine is put in its place.
     if (chain.engine.engine != Engine::Native)
         throw CliError(kExitLink, DescribeChain(chain) +

@@ -31,10 +31,11 @@ std::string Trim(const std::string& s) {
 }
 
 int RunLookup(const LookupOptions& o) {
+    const ChainSettings settings = ParseChainOptions(o.chain);
     const PixelSpace in =
-        o.inFormat.empty() ? ImpliedInputSpace(o.chain) : ParseInFormat(o.inFormat);
+        o.inFormat.empty() ? ImpliedInputSpace(settings) : ParseInFormat(o.inFormat);
     const Units units = o.units == "16" ? Units::Codes16 : Units::Natural;
-    const ResolvedChain chain = ResolveChain(o.chain, in, "the input");
+    const ResolvedChain chain = ResolveChain(settings, in, "the input");
     if (!Converts16Bit(chain.engine.engine))
         throw CliError(kExitLink, std::string("lookup works in 16 bits; the ") +
                                       EngineName(chain.engine.engine) +

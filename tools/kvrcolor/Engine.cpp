@@ -20,10 +20,7 @@ class EngineSettingsMgr : public CUserSettingsMgr {
 public:
     explicit EngineSettingsMgr(int cms) : m_cms(cms) {}
     int GetInt(const _INIENTRY& entry) const override {
-        if (std::wcscmp(entry.section, IniCpCMS.section) == 0 &&
-            std::wcscmp(entry.key, IniCpCMS.key) == 0)
-            return m_cms;
-        return CUserSettingsMgr::GetInt(entry);
+        return IsCmsEntry(entry) ? m_cms : CUserSettingsMgr::GetInt(entry);
     }
 
 private:
@@ -95,6 +92,22 @@ EngineChoice ChooseEngine(Engine requested, const ResolvedChain& chain) {
         return {Engine::Icm, "asked for (--engine icm)"};
     }
     throw CliError(kExitInternal, "no engine");
+}
+
+bool IsCmsEntry(const _INIENTRY& entry) {
+    return std::wcscmp(entry.section, IniCpCMS.section) == 0 &&
+           std::wcscmp(entry.key, IniCpCMS.key) == 0;
+}
+
+int CmsValueOf(Engine engine) {
+    switch (engine) {
+    case Engine::Lcms:
+        return kCmsLcms;
+    case Engine::Icm:
+        return kCmsIcm;
+    default:
+        return kCmsNative;
+    }
 }
 
 CUserSettingsMgr& EngineSettings(Engine engine) {

@@ -16,6 +16,7 @@
 
 class CUserSettingsMgr;
 struct ResolvedChain;
+struct _INIENTRY;
 
 enum class Engine { Auto, Native, Lcms, Icm };
 
@@ -38,6 +39,11 @@ EngineChoice ChooseEngine(Engine requested, const ResolvedChain& chain);
 // from the user's settings file. One object per engine for the whole run: a link keeps the
 // pointer it was made with.
 CUserSettingsMgr& EngineSettings(Engine engine);
+
+// For settings objects of their own that answer an engine's choice: whether `entry` is the key
+// CMS, and the value of that key that selects the back-end of `engine` (not Auto).
+bool IsCmsEntry(const _INIENTRY& entry);
+int CmsValueOf(Engine engine);
 
 // Whether the engine converts 16-bit pixels; the ICM engine takes 8-bit pixels only.
 bool Converts16Bit(Engine engine);

@@ -66,13 +66,31 @@ void AddChainOptions(CLI::App& cmd, ChainOptions& options) {
                    "PROFILE:STEP[:INTENT], repeatable, source first; STEP is dev2pcs, pcs2dev, "
                    "preview, abstract or gamut. Replaces --from/--to")
         ->allow_extra_args(false); // one profile per --step, so positionals may follow
-    cmd.add_option("--engine", options.engine,
-                   "Colour engine: auto (default: native, or lcms for what the native engine "
-                   "does not carry out), native, lcms, icm (8-bit pixels only)")
-        ->check(CLI::IsMember({"auto", "native", "lcms", "icm"}));
+    AddEngineOption(cmd, options.engine);
     cmd.add_option("--gradation", options.gradation,
                    "Per-channel curves after the printer step (lcms engine): a text file of one "
                    "line per output channel, 256 numbers 0-65535 each");
+}
+
+void AddEngineOption(CLI::App& cmd, std::string& engine) {
+    cmd.add_option("--engine", engine,
+                   "Colour engine: auto (default: native, or lcms for what the native engine "
+                   "does not carry out), native, lcms, icm (8-bit pixels only)")
+        ->check(CLI::IsMember({"auto", "native", "lcms", "icm"}));
+}
+
+ChainSettings ParseChainOptions(const ChainOptions& options) {
+    ChainSettings settings;
+    settings.engine = ParseEngine(options.engine);
+    settings.intent = options.intent.empty() ? kDefaultIntent : ParseIntent(options.intent);
+    if (!options.steps.empty() && (!options.from.empty() || !options.to.empty()))
+        throw CliError(kExitUsage, "--step cannot be combined with --from or --to");
+    for (const auto& text : options.steps)
+        settings.steps.push_back(ParseStep(text, settings.intent));
+    settings.from = options.from;
+    settings.to = options.to;
+    settings.gradation = options.gradation;
+    return settings;
 }
 
 enmRenderingIntent ParseIntent(const std::string& text) {

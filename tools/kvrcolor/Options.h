@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Engine.h"
 #include "PixelSpace.h"
 #include "colorlink/MdlColorLink.h"
 
@@ -29,14 +30,31 @@ struct StepSpec {
     enmRenderingIntent intent = IntentPerceptual;
 };
 
-// Adds --from, --to, --intent, --step, --engine and --gradation to a subcommand.
-void AddChainOptions(CLI::App& cmd, ChainOptions& options);
-
 // The default intent when --intent is not given. Perceptual: every ICC output profile carries
 // tables for it (A2B0/B2A0 are the ones a profile must have), so a chain of any two profiles
 // can be built, and it is the intent the RIP uses for its printer profiles out of the box
 // (OutputRi=1 in the settings).
 inline constexpr enmRenderingIntent kDefaultIntent = IntentPerceptual;
+
+// The chain's options parsed, once, into what the chain is resolved from.
+struct ChainSettings {
+    std::string from;                           // source profile; empty for the default
+    std::string to;                             // destination; empty for the default
+    enmRenderingIntent intent = kDefaultIntent; // of --from/--to, and of steps without one
+    std::vector<StepSpec> steps;                // --step, source first
+    Engine engine = Engine::Auto;
+    std::string gradation; // file of curves; empty for none
+};
+
+// Parses the texts: engine, intent, then the steps (which cannot go with --from or --to).
+// Throws CliError (usage).
+ChainSettings ParseChainOptions(const ChainOptions& options);
+
+// Adds --from, --to, --intent, --step, --engine and --gradation to a subcommand.
+void AddChainOptions(CLI::App& cmd, ChainOptions& options);
+
+// --engine alone, for subcommands that build their links otherwise than from ChainOptions.
+void AddEngineOption(CLI::App& cmd, std::string& engine);
 
 // "perceptual", "relative", ... or a number 0 to 13. Throws CliError (usage) for anything else.
 enmRenderingIntent ParseIntent(const std::string& text);

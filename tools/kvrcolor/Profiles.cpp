@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -38,28 +37,11 @@ ProfileFacts ReadProfileFacts(const std::string& path) {
                        path + ": " + DiagnosisText(ReadFileBytes(path, kExitProfile)));
     }
     const icHeader& h = profile.Header();
-    return {path, h.deviceClass, h.colorSpace, h.pcs, h.version};
+    return {path, h.deviceClass, h.colorSpace, h.pcs, h.version, h};
 }
 
 std::string ProfileBasePath() {
     return WideToUtf8(CRipsIniFile::Instance().GetString(IniCpBasePath));
-}
-
-std::string DefaultProfileIn(const std::string& sub, const std::string& preferred) {
-    const fs::path folder = fs::path(ProfileBasePath()) / sub;
-    std::error_code ec;
-    if (!preferred.empty() && fs::is_regular_file(folder / preferred, ec))
-        return (folder / preferred).string();
-    std::vector<std::string> names;
-    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
-        if (!it->is_regular_file(ec)) continue;
-        std::string ext = it->path().extension().string();
-        std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
-        if (ext == ".icc" || ext == ".icm") names.push_back(it->path().filename().string());
-    }
-    if (names.empty()) return {};
-    std::sort(names.begin(), names.end());
-    return (folder / names.front()).string();
 }
 
 std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {

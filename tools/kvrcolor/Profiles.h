@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "icc/IccRecords.h"
+
 class CUserSettingsMgr;
 
 // The settings of the RIP, from the default settings file ($KVR_INI and so on). One object for
@@ -20,17 +22,16 @@ struct ProfileFacts {
     uint32_t colorSpace = 0;
     uint32_t pcs = 0;
     uint32_t version = 0;
+    icHeader header{}; // the whole header, for the colour spaces' queries
 };
 
 // Opens `path` with the library's reader and answers its header. Throws CliError (profile
 // class) naming the file: no such file, not readable, not an ICC profile.
 ProfileFacts ReadProfileFacts(const std::string& path);
 
-// Root of the profile folders, IniCpBasePath of the RIP settings.
+// Root of the profile folders, IniCpBasePath of the RIP settings, for messages. The default
+// profiles below it come from the default-input factories (colorlink/Factories.h).
 std::string ProfileBasePath();
-// The profile to use from folder `sub` below the root: the file `preferred` if it is there,
-// else the first *.icc / *.icm file by name. Empty if the folder has none.
-std::string DefaultProfileIn(const std::string& sub, const std::string& preferred = {});
 
 // The whole file. Throws CliError(code) naming the file.
 std::vector<uint8_t> ReadFileBytes(const std::string& path, int code);

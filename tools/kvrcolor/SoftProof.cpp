@@ -5,13 +5,17 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Chain.h"
 #include "CliError.h"
+#include "Engine.h"
+#include "NativeLimits.h"
 #include "Options.h"
 #include "ParallelTrn.h"
 #include "Profiles.h"
@@ -32,15 +36,22 @@ using LinkPtr = std::unique_ptr<CMdlColorLink>;
 
 // The settings of the run, with the monitor profile that the command resolved: the preview and
 // monitor factories read the monitor from the settings they are given.
+// The same settings answer the key CMS with the engine of the run, so that every factory makes
+// its link with it.
 class ProofSettings : public CPrintUSM {
 public:
     std::wstring MonitorProfileName() const override {
         return m_monitor.empty() ? CPrintUSM::MonitorProfileName() : m_monitor;
     }
+    int GetInt(const _INIENTRY& entry) const override {
+        return IsCmsEntry(entry) ? CmsValueOf(m_engine) : CPrintUSM::GetInt(entry);
+    }
     void SetMonitor(std::wstring path) { m_monitor = std::move(path); }
+    void SetEngine(Engine engine) { m_engine = engine; }
 
 private:
     std::wstring m_monitor;
+    Engine m_engine = Engine::Native;
 };
 
 // Pixels out of gamut are painted in mid grey: the colours a printer misses are the saturated
@@ -91,48 +102,114 @@ std::unique_ptr<CPrintEnv> ResolvePrinter(const ProofOptions& o, ProofSettings& 
     return env;
 }
 
-// The default source of the pixels' space through its factory.
-LinkPtr DefaultSourceLink(const ImageInfo& info, ProofSettings& usm) {
+// Where the pixels come from on their way to Lab: --from as a checked chain of one step, the
+// default profile of their space, or nothing for Lab pixels.
+struct Source {
+    std::optional<ResolvedChain> from; // --from
+    std::string defaultPath;           // the default of RGB or CMYK pixels
+    enmRenderingIntent defaultIntent = IntentDefault;
+};
+
+// The default source of RGB or CMYK pixels: its factory's profile, checked here so that the
+// message names it.
+Source DefaultSource(const ImageInfo& info, ProofSettings& usm) {
     const bool rgb = info.space.model == ColourModel::Rgb;
     const _INIENTRY& entry = rgb ? IniCpInputRgb : IniCpInputCmyk;
     const char* name = rgb ? "RGB" : "CMYK";
     if (usm.GetString(entry).empty())
         throw CliError(kExitProfile, info.path + ": no default " + std::string(name) +
                                          " source profile is configured; give --from");
-    const std::string path =
+    Source source;
+    source.defaultPath =
         WideToUtf8(rgb ? GetDefaultRGBInputProfile(&usm) : GetDefaultCMYKInputProfile(&usm));
-    ReadProfileFacts(path);
-    LinkPtr link(rgb ? CreateDefaultRGBInputTrans(&usm) : CreateDefaultCMYKInputTrans(&usm));
-    if (!link)
-        throw CliError(kExitProfile, path + ": the default " + std::string(name) +
-                                         " source profile gives no link to Lab; give --from");
-    return link;
+    source.defaultIntent =
+        enmRenderingIntent(usm.GetInt(rgb ? IniCpDefaultRiRgb : IniCpDefaultRiCmyk));
+    ReadProfileFacts(source.defaultPath);
+    return source;
 }
 
-// The pixels to Lab; null for Lab pixels, which need no step.
-LinkPtr SourceLink(const ProofOptions& o, ProofSettings& usm, const ImageInfo& info) {
+Source ResolveSource(const ProofOptions& o, ProofSettings& usm, const ImageInfo& info) {
     if (!o.from.empty()) {
         // The intent of the default source of the same kind: RGB for RGB, CMYK for the rest.
         const int intent = usm.GetInt(info.space.model == ColourModel::Rgb ? IniCpDefaultRiRgb
                                                                            : IniCpDefaultRiCmyk);
         ChainOptions chain;
         chain.steps = {o.from + ":dev2pcs:" + std::to_string(intent)};
-        const ResolvedChain resolved = ResolveChain(chain, info.space, info.path);
-        if (!(resolved.out == LabSpace()))
+        Source source;
+        source.from = ResolveChain(ParseChainOptions(chain), info.space, info.path);
+        if (!(source.from->out == LabSpace()))
             throw CliError(kExitProfile, o.from + ": --from must lead to Lab, it gives " +
-                                             SpaceName(resolved.out));
-        return BuildLink(resolved);
+                                             SpaceName(source.from->out));
+        return source;
     }
     switch (info.space.model) {
     case ColourModel::Lab:
-        return nullptr;
+        return {};
     case ColourModel::Rgb:
     case ColourModel::Cmyk:
-        return DefaultSourceLink(info, usm);
+        return DefaultSource(info, usm);
     default:
         throw CliError(kExitProfile, info.path + ": no default source profile for " +
                                          SpaceName(info.space) + " pixels; give --from");
     }
+}
+
+bool AnswersGamut(ProofOutput output) {
+    return output == ProofOutput::GamutMask || output == ProofOutput::Overlay;
+}
+
+// Every step of every link the run makes, as one chain for the choice of the engine: the
+// source, the printer's preview and the monitor, the printer's gamut table.
+ResolvedChain StepsOfRun(const ProofOptions& o, ProofSettings& usm, const Source& source,
+                         const std::string& printer, const std::string& monitor,
+                         const ImageInfo& info) {
+    ResolvedChain run;
+    run.in = info.space;
+    const bool gamut = AnswersGamut(o.output);
+    run.out = gamut ? GamutSpace() : RgbSpace();
+    if (source.from) run.steps = source.from->steps;
+    if (!source.defaultPath.empty())
+        run.steps.push_back(
+            {source.defaultPath, CMdlColorLink::ProfStepDevToPcs, source.defaultIntent});
+    const auto printerIntent = enmRenderingIntent(usm.GetInt(IniCpOutputRi));
+    if (o.output != ProofOutput::GamutMask) {
+        run.steps.push_back({printer, CMdlColorLink::ProfStepPreview, printerIntent});
+        run.steps.push_back({monitor, CMdlColorLink::ProfStepPcsToDev, IntentDefault});
+    }
+    if (gamut) run.steps.push_back({printer, CMdlColorLink::ProfStepGamut, printerIntent});
+    return run;
+}
+
+// The engine of the run. Beyond what ChooseEngine refuses: the ICM engine takes each profile of
+// its list one way and has no preview or gamut step, and only the native engine gives the gamut
+// answer for Lab (the lcms engine builds no chain of a gamut step alone), so a run with that
+// answer is native or refused.
+EngineChoice ChooseRunEngine(const ProofOptions& o, const ResolvedChain& run) {
+    const Engine requested = ParseEngine(o.engine);
+    if (requested == Engine::Icm)
+        throw CliError(kExitLink, "the icm engine has no preview or gamut step (it takes each "
+                                  "profile one way); use native or lcms");
+    if (!AnswersGamut(o.output)) return ChooseEngine(requested, run);
+    if (requested == Engine::Lcms)
+        throw CliError(kExitLink, "the lcms engine gives no gamut answer for Lab (it builds no "
+                                  "chain of a gamut step alone); use native");
+    if (std::string limit = NativeLimit(run); !limit.empty())
+        throw CliError(kExitLink, limit + " (only the native engine gives the gamut answer, so "
+                                          "this run cannot be carried out as its profiles mean)");
+    return ChooseEngine(requested, run);
+}
+
+// The pixels to Lab; null for Lab pixels, which need no step.
+LinkPtr SourceLink(const Source& source, Engine engine, ProofSettings& usm, const ImageInfo& info) {
+    if (source.from) return BuildLink(*source.from, engine);
+    if (source.defaultPath.empty()) return nullptr;
+    const bool rgb = info.space.model == ColourModel::Rgb;
+    LinkPtr link(rgb ? CreateDefaultRGBInputTrans(&usm) : CreateDefaultCMYKInputTrans(&usm));
+    if (!link)
+        throw CliError(kExitProfile, source.defaultPath + ": the default " +
+                                         std::string(rgb ? "RGB" : "CMYK") +
+                                         " source profile gives no link to Lab; give --from");
+    return link;
 }
 
 struct Links {
@@ -143,9 +220,11 @@ struct Links {
 };
 
 Links MakeLinks(const ProofOptions& o, ProofSettings& usm, CPrintEnv& env,
-                const std::string& printer, const ImageInfo& info) {
+                const std::string& printer, const Source& source, Engine engine,
+                const ImageInfo& info) {
     Links links;
-    links.toLab = SourceLink(o, usm, info);
+    usm.SetEngine(engine);
+    links.toLab = SourceLink(source, engine, usm, info);
     CPrintEnvContext ctx(&env);
     if (o.output != ProofOutput::GamutMask) {
         links.proof.reset(CreatePreviewTrans(&ctx));
@@ -286,6 +365,7 @@ void AddProofOptions(CLI::App& cmd, ProofOptions& o) {
     cmd.add_option("--monitor", o.monitor,
                    "Monitor profile (RGB); default: the monitor profile of the settings, else "
                    "the default RGB profile");
+    AddEngineOption(cmd, o.engine);
     cmd.add_option("--threads", o.threads,
                    "Threads for the pixels; 0 = all cores (default); at most the cores");
 }
@@ -301,7 +381,10 @@ ProofResult RunSoftProof(const ProofOptions& o) {
     const std::string monitor = ResolveMonitor(o, usm);
     std::string printer;
     std::unique_ptr<CPrintEnv> env = ResolvePrinter(o, usm, printer);
-    Links links = MakeLinks(o, usm, *env, printer, info);
+    const Source source = ResolveSource(o, usm, info);
+    const EngineChoice engine =
+        ChooseRunEngine(o, StepsOfRun(o, usm, source, printer, monitor, info));
+    Links links = MakeLinks(o, usm, *env, printer, source, engine.engine, info);
 
     OutputSpec spec;
     spec.width = info.width;
@@ -338,5 +421,10 @@ ProofResult RunSoftProof(const ProofOptions& o) {
         Stream<uint16_t>(*reader, writer, spec, links, o.output, pool, result);
     writer.Finish();
     output.Commit();
+    // Standard output and the gamut share are the results; that another engine than the native
+    // one made the links goes to the error stream.
+    if (engine.engine != Engine::Native)
+        std::fprintf(stderr, "kvrcolor: engine %s (%s)\n", EngineName(engine.engine),
+                     engine.why.c_str());
     return result;
 }

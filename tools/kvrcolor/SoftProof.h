@@ -8,6 +8,11 @@
 // the gamut answer comes from CreateGamutTrans. The printer is --printer, else the one of the
 // print environment ([Printer] of the settings); the monitor is --monitor, else the configured
 // monitor profile, else the default RGB profile. The factories take the configured intents.
+//
+// All links of a run are of one engine (--engine, Engine.h): the factories make theirs through
+// settings that answer that engine's choice. auto takes the native engine unless one of the
+// run's steps is beyond it, and lcms2 then. The gamut answer comes from the native engine
+// alone, and the icm engine makes no soft proof; such runs are refused with the reason.
 #pragma once
 
 #include <string>
@@ -31,10 +36,11 @@ struct ProofOptions {
     std::string printer; // --printer: instead of the configured printer
     std::string monitor; // --monitor: instead of the configured one
     unsigned threads = 0;
+    std::string engine = "auto"; // --engine: auto, native, lcms, icm
     ProofOutput output = ProofOutput::Proof;
 };
 
-// --from, --printer, --monitor and --threads.
+// --from, --printer, --monitor, --engine and --threads.
 void AddProofOptions(CLI::App& cmd, ProofOptions& options);
 
 // What a run found; the share of pixels out of gamut is counted for the gamut outputs only.

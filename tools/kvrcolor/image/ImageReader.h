@@ -20,6 +20,15 @@ enum class LabEncoding {
 
 // What an image says about itself besides its pixels, handed from the input to the output
 // where the output format has a place for it. Empty strings and blobs are absent.
+// One entry of a TIFF's EXIF or GPS directory: its tag, the number of values and the values in
+// the form libtiff hands them over and takes them back (a rational as a float or double, as the
+// tag's description says).
+struct TiffDirEntry {
+    uint32_t tag = 0;
+    uint32_t count = 0;
+    std::vector<uint8_t> value;
+};
+
 struct ImageMetadata {
     double xResolution = 0, yResolution = 0; // pixels per unit; 0 if not stated
     enum class Unit { None, Inch, Centimetre } unit = Unit::Inch;
@@ -27,6 +36,8 @@ struct ImageMetadata {
     std::string description, artist, copyright;
     std::vector<uint8_t> xmp;  // the XMP packet
     std::vector<uint8_t> exif; // a TIFF-structured EXIF block ("II*\0..." or "MM\0*...")
+    // The EXIF and GPS directories of a TIFF input, for a TIFF output.
+    std::vector<TiffDirEntry> tiffExif, tiffGps;
     // Other text: PNG tEXt/iTXt keywords and their values.
     std::vector<std::pair<std::string, std::string>> text;
 };

@@ -22,6 +22,7 @@
 #include "ImageReader.h"
 #include "SampleCodec.h"
 #include "TiffErrors.h"
+#include "TiffExif.h"
 
 namespace {
 
@@ -258,6 +259,9 @@ void TiffReader::ReadMetadata() {
     void* xmp = nullptr;
     if (TIFFGetField(tif, TIFFTAG_XMLPACKET, &xmpSize, &xmp) && xmp && xmpSize > 0)
         m.xmp.assign(static_cast<uint8_t*>(xmp), static_cast<uint8_t*>(xmp) + xmpSize);
+    if (!ReadTiffExifDirectories(tif, m))
+        throw CliError(kExitInput, m_info.path + ": cannot return to page " +
+                                       std::to_string(m_info.page + 1) + " after its EXIF data");
 }
 
 void TiffReader::ReadTileRow(uint32_t row) {

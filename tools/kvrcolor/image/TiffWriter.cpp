@@ -7,6 +7,7 @@
 
 #include "CliError.h"
 #include "TiffErrors.h"
+#include "TiffExif.h"
 
 struct TiffWriter::Impl {
     TIFF* tif = nullptr;
@@ -54,8 +55,9 @@ bool SetText(TIFF* tif, uint32_t tag, const std::string& text) {
     return text.empty() || TIFFSetField(tif, tag, text.c_str());
 }
 
-// The input's metadata that TIFF has tags for. An EXIF block is not written yet: TIFF keeps
-// EXIF in a directory of its own whose entries would have to be rebuilt one by one.
+// The input's metadata that TIFF has tags for. The EXIF and GPS directories of a TIFF input are
+// written before this, by WriteTiffExifDirectories; an EXIF block of a PNG or JPEG input is not
+// taken apart into one.
 bool SetMetadata(TIFF* tif, const OutputSpec& spec) {
     const ImageMetadata& m = spec.meta;
     bool ok = true;
@@ -110,13 +112,15 @@ void TiffWriter::Start() {
     const OutputSpec& spec = m->spec;
     TIFF* tif = m->tif;
     const uint16_t spp = uint16_t(spec.space.channels + spec.extras);
-    bool ok = TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, spec.width) &&
-              TIFFSetField(tif, TIFFTAG_IMAGELENGTH, spec.height) &&
-              TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, uint16_t(spec.bits)) &&
-              TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, spp) &&
-              TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
-              TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PhotometricOf(spec)) &&
-              TIFFSetField(tif, TIFFTAG_SOFTWARE, spec.software.c_str());
+    // The EXIF and GPS directories go first: writing them replaces the current directory.
+    bool ok = WriteTiffExifDirectories(tif, spec.meta);
+    ok = ok && TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, spec.width) &&
+         TIFFSetField(tif, TIFFTAG_IMAGELENGTH, spec.height) &&
+         TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, uint16_t(spec.bits)) &&
+         TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, spp) &&
+         TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
+         TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PhotometricOf(spec)) &&
+         TIFFSetField(tif, TIFFTAG_SOFTWARE, spec.software.c_str());
     ok = ok && SetMetadata(tif, spec);
     // CMYK is told by the ink set alone; libtiff warns about NumberOfInks whenever extra
     // samples make it differ from the samples per pixel, so it is written only where it says
