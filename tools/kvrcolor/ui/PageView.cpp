@@ -156,9 +156,11 @@ nlohmann::json PageJson(CPageModel& page) {
 
 bool ApplyChange(CPageModel& page, const nlohmann::json& change) {
     const std::vector<CPageModel*> all = PagesOf(page);
-    if (!change.is_object() || !change.contains("page") || !change["page"].is_number_unsigned() ||
-        !change.contains("id") || !change["id"].is_number_unsigned() ||
-        !change.contains("action") || !change["action"].is_string())
+    const auto count = [&](const char* key) {
+        return change.contains(key) && change[key].is_number_integer() && change[key] >= 0;
+    };
+    if (!change.is_object() || !count("page") || !count("id") || !change.contains("action") ||
+        !change["action"].is_string())
         return false;
     const size_t index = change["page"].get<size_t>();
     if (index >= all.size()) return false;
