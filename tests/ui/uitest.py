@@ -124,6 +124,17 @@ class Server:
         self.proc.stderr.close()
 
 
+def selenium_names():
+    """Selenium's By and Select; exits with SKIP when python3-selenium is missing."""
+    try:
+        from selenium.webdriver.common.by import By
+        from selenium.webdriver.support.ui import Select
+    except ImportError as e:
+        print(f"SKIP: python3-selenium is not installed ({e})")
+        sys.exit(SKIP)
+    return By, Select
+
+
 def chromium(download_dir):
     """Headless Chromium at 1280x800, downloads into `download_dir`; exits with SKIP (and the
     reason) when Selenium or Chromium is missing or does not start."""
@@ -184,9 +195,10 @@ class Checks:
 
     def run(self, name, fn, *args):
         print(f"[ RUN  ] {name}", flush=True)
+        start = time.time()
         try:
             fn(*args)
-            print(f"[  OK  ] {name}", flush=True)
+            print(f"[  OK  ] {name} ({time.time() - start:.1f} s)", flush=True)
         except Exception as e:
             import traceback
             traceback.print_exc()
