@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "pages/PageServicesScope.h"
+
 int CPageModel::Create(IPageServices* services) {
     m_services = services;
+    CScopedPageServices current(services);
     if (!m_hasWindow) {
         AddControls();
         m_hasWindow = true;
@@ -50,6 +53,7 @@ bool CPageModel::UserSelect(unsigned int id, const std::wstring& text) {
 
 bool CPageModel::UserCommand(unsigned int id) {
     if (!Reachable(id)) return false;
+    CScopedPageServices current(m_services);
     return OnCommand(id);
 }
 
@@ -134,4 +138,26 @@ int CPageModel::SelectString(unsigned int id, const std::wstring& text) {
     const int sel = it == c->items.end() ? -1 : static_cast<int>(it - c->items.begin());
     SetCurSel(id, sel);
     return sel;
+}
+
+void CComboHandle::ResetItems(std::vector<std::wstring> items) const {
+    m_page->ResetItems(m_id, std::move(items));
+}
+std::vector<std::wstring> CComboHandle::GetItems() const {
+    return m_page->GetItems(m_id);
+}
+int CComboHandle::GetCurSel() const {
+    return m_page->GetCurSel(m_id);
+}
+void CComboHandle::SetCurSel(int sel) const {
+    m_page->SetCurSel(m_id, sel);
+}
+int CComboHandle::SelectString(const std::wstring& text) const {
+    return m_page->SelectString(m_id, text);
+}
+std::wstring CComboHandle::GetText() const {
+    return m_page->GetText(m_id);
+}
+void CComboHandle::Enable(bool enable) const {
+    m_page->SafeEnableWindow(m_id, enable);
 }

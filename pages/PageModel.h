@@ -17,7 +17,9 @@
 
 #include "common/PSOPropPg.h"
 
-// What the dialog toolkit does for a page.
+// What the dialog toolkit does for a page. While a page handles a user action (Create and the
+// User* calls) its services are the current ones of PageServicesScope.h, through which the
+// shell's file operations ask and ReportIccError tells.
 class IPageServices {
 public:
     virtual ~IPageServices() = default;
@@ -52,7 +54,34 @@ struct SPageControl {
     bool bEnabled = true;
 };
 
+class CPageModel;
+
+// One combo box of a page, for the helpers that fill and read a combo on the page's behalf
+// (intent lists, file lists). Calls on a control the page lacks do nothing, as on the page.
+class CComboHandle {
+public:
+    CComboHandle(CPageModel& page, unsigned int id) : m_page(&page), m_id(id) {}
+
+    unsigned int Id() const { return m_id; }
+    CPageModel& Page() const { return *m_page; }
+    void ResetItems(std::vector<std::wstring> items) const;
+    std::vector<std::wstring> GetItems() const;
+    int GetCurSel() const;
+    void SetCurSel(int sel) const;
+    // Selects the item equal to `text`; an unknown text clears the selection and gives -1.
+    int SelectString(const std::wstring& text) const;
+    // The selected item's text, empty when none is selected.
+    std::wstring GetText() const;
+    void Enable(bool enable) const;
+
+private:
+    CPageModel* m_page; // not owned
+    unsigned int m_id;
+};
+
 class CPageModel : public CPSOPropPg {
+    friend class CComboHandle;
+
 public:
     CPageModel(unsigned int dialogId, int n) : CPSOPropPg(dialogId, n) {}
 
@@ -97,6 +126,7 @@ protected:
     virtual bool OnCommand(unsigned int id) = 0;
 
     void SetParent(CPageModel* parent) { m_parent = parent; }
+    CComboHandle Combo(unsigned int id) { return CComboHandle(*this, id); }
 
     // Control access for the page's own code. Every call on a control the dialog lacks does
     // nothing (reads give 0 or empty), as SafeEnableWindow and SafeShowWindow do: the dialogs
