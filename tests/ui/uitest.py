@@ -17,7 +17,7 @@ import urllib.parse
 
 SKIP = 77  # the code CTest counts as skipped
 
-KVRCOLOR, DATA, OUT = sys.argv[1], sys.argv[2], sys.argv[3]
+KVRCOLOR, DATA, OUT = (os.path.abspath(a) for a in sys.argv[1:4])
 PROFILES = os.path.join(DATA, "profiles")
 
 

@@ -18,6 +18,7 @@
 #include "common/ImpExArch.h"
 #include "icc/IccProfile.h"
 #include "icc/IccRecords.h"
+#include "pages/IccErrorReport.h"
 #include "presets/PresetExport.h"
 #include "ui/PageView.h"
 #include "ui/SafeName.h"
@@ -26,20 +27,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The texts of the colour code's error numbers, for the messages that carry only the number.
-const std::pair<int, const char*> kIccErrorTexts[] = {
-    {901, "The profile cannot be opened: the file is missing, unreadable or no valid ICC "
-          "profile."},
-    {902, "The profile cannot be used here (error 902)."},
-    {903, "The profile is of the wrong colour space for this purpose."},
-    {904, "No usable transform: the profile has no table for this step, or the format is not "
-          "possible."},
-    {905, "The colour format or the chain of profiles does not fit together."},
-    {906, "The colour conversion failed (error 906)."},
-    {907, "The named colours could not be converted."},
-    {908, "The colour conversion failed (error 908)."},
-    {909, "Access to the file was denied."},
-};
+// The error numbers of the colour family the page explains, with the texts the pages show for
+// them; "%1" stands where a message names the file.
+constexpr int kFirstIccError = 901, kLastIccError = 909;
 
 // A private folder for the files of one request, removed with everything in it.
 class CRequestFolder {
@@ -166,7 +156,8 @@ nlohmann::json CUiApi::Presets() {
                          {"presets", names}});
     }
     nlohmann::json errors = nlohmann::json::object();
-    for (const auto& [number, text] : kIccErrorTexts) errors[std::to_string(number)] = text;
+    for (int n = kFirstIccError; n <= kLastIccError; ++n)
+        errors[std::to_string(n)] = WideToUtf8(IccErrorText(n, L"%1"));
     return {{"kinds", kinds}, {"errors", errors}, {"base", ProfileBasePath()}};
 }
 

@@ -22,11 +22,11 @@ function el(tag, attrs = {}, ...children) {
   return e;
 }
 
-// An error number in a text gets its meaning beside it.
+// An error number of the colour family in a text gets its meaning beside it.
 function explain(text) {
   const m = /\b(90[1-9])\b/.exec(text);
-  return m && errorTexts[m[1]] && !text.includes(errorTexts[m[1]])
-    ? `${text} (${m[1]}: ${errorTexts[m[1]]})` : text;
+  return m && errorTexts[m[1]] ? `${text} (${m[1]}: ${errorTexts[m[1]].replace('%1', '…')})`
+                               : text;
 }
 
 function say(texts, isError) {
