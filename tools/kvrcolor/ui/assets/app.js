@@ -193,7 +193,7 @@ function groupedControls(page, controls) {
 function drawPage(data) {
   const focused = document.activeElement && document.activeElement.id;
   $('page-title').textContent = `${data.kind} preset "${data.name}"`;
-  const sections = data.pages.filter(p => p.controls.length).map(p =>
+  const sections = data.pages.filter(p => p.controls.some(c => c.shown)).map(p =>
     el('section', {class: 'subpage', 'aria-labelledby': `page-${p.index}-title`},
        el('h3', {id: `page-${p.index}-title`, text: p.title}),
        el('div', {class: 'groups'}, ...groupedControls(p.index, p.controls))));
