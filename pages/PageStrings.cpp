@@ -35,7 +35,14 @@ const SPageString kStrings[] = {
     {13398, L"The file \"%1\" does not exist."},
 
     // --- Interpreter colour pages ------------------------------------------------------------
-    // (strings of the interpreter pages go here)
+    // Labels of the second sub-page while colours go through an intermediate space: the
+    // default output fields then name that space's profiles.
+    {13531, L"Intermediate CMYK profile"},
+    {13532, L"Intermediate RGB profile"},
+    {13533, L"Use the output intent profile as intermediate profile"},
+    // The PDF page's intermediate-space box while default PDF/X handling is on: the output
+    // intent of a PDF/X file takes the place of the intermediate space.
+    {26368, L"Convert through an intermediate colour space unless a PDF/X output intent applies"},
 };
 // clang-format on
 

@@ -183,7 +183,7 @@ TEST(PSOPsCs, PagesGetTheControlStructure) {
     std::unique_ptr<CPSOPropPg> p1(ps.CreatePSOPropPg(3, L"name"));
     auto* pg = dynamic_cast<CPrPgPsCs*>(p1.get());
     ASSERT_NE(pg, nullptr);
-    EXPECT_EQ(pg->PresetMode(), 1);
+    EXPECT_EQ(pg->First(), 1);
     EXPECT_EQ(pg->ChannelMask(), 2);
     EXPECT_EQ(pg->NoReplacement(), 1);
     EXPECT_EQ(pg->PageNumber(), 3);
