@@ -74,11 +74,11 @@ def the_input_page_shows_four_rows_and_a_device_link_disables_the_rgb_intent(dri
         Select(rgb).select_by_value("rgb-link.icc")
         wait_for(lambda: not control(driver, ROW_INTENTS["RGB"]).is_enabled(),
                  "the RGB intent disabled for a device link")
-        screenshot(driver, "input-page-device-link")
+        screenshot(driver, "input-page-device-link", "page")
         Select(control(driver, ROW_FILES["RGB"])).select_by_value("sRGB.icc")
         wait_for(lambda: control(driver, ROW_INTENTS["RGB"]).is_enabled(),
                  "the RGB intent enabled again")
-        screenshot(driver, "input-page-rgb")
+        screenshot(driver, "input-page-rgb", "page")
     finally:
         s.stop()
 
@@ -96,7 +96,7 @@ def a_cmyk_profile_imported_into_the_rgb_row_shows_903_and_leaves_the_folder(dri
             os.path.join(uitest.PROFILES, "default_cmyk.icc"))
         driver.find_element(By.ID, "choose-file-ok").click()
         text = wait_for(lambda: driver.find_element(By.ID, "alert").text, "the page's message")
-        screenshot(driver, "input-page-wrong-kind")
+        screenshot(driver, "input-page-wrong-kind", "page")
         # The text the pages give error 903, around the file's name.
         template = s.api("/api/presets")[1]["errors"]["903"]
         assert all(part in text for part in template.split("%1")), (template, text)
@@ -123,7 +123,7 @@ def the_postscript_page_without_integrated_management_and_mask_1_shows_only_rgb_
         shown = {cid for cid in ROW_CONTROLS
                  if driver.find_elements(By.CSS_SELECTOR, f'[data-id="{cid}"][data-page="{page}"]')
                  and control(driver, cid, page).is_displayed()}
-        screenshot(driver, "postscript-page-rgb-pixel")
+        screenshot(driver, "postscript-page-rgb-pixel", "page")
         assert shown == RGB_PIXEL, sorted(shown)
     finally:
         s.stop()

@@ -182,8 +182,12 @@ def wait_for(predicate, what, timeout=10):
     raise AssertionError(f"timed out waiting for {what}")
 
 
-def screenshot(driver, name):
+def screenshot(driver, name, element_id=None):
+    """Saves the window under OUT/name.png, scrolled to the element if one is named."""
     os.makedirs(OUT, exist_ok=True)
+    if element_id:
+        driver.execute_script("document.getElementById(arguments[0]).scrollIntoView()",
+                              element_id)
     driver.save_screenshot(os.path.join(OUT, name + ".png"))
 
 
