@@ -138,6 +138,92 @@ def profiles_are_listed_with_their_facts_and_texts(m):
         s.stop()
 
 
+def tiny_png(width=4, height=2):
+    """An 8-bit RGB PNG of a few colours."""
+    import struct
+    import zlib
+
+    def chunk(kind, data):
+        return (struct.pack(">I", len(data)) + kind + data +
+                struct.pack(">I", zlib.crc32(kind + data) & 0xffffffff))
+    rows = b"".join(b"\0" + b"".join(bytes((x * 60, y * 120, 200 - x * 40)) for x in range(width))
+                    for y in range(height))
+    return (b"\x89PNG\r\n\x1a\n" +
+            chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)) +
+            chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+
+
+def a_soft_proof_of_an_uploaded_image_comes_back_as_png(m):
+    s = Server(m)
+    try:
+        status, body, headers = s.upload("/api/proof", {"printer": "Printer/default_cmyk.icc"},
+                                         "image", "photo.png", tiny_png())
+        assert status == 200, body
+        assert headers.get("Content-Type") == "image/png"
+        assert body.startswith(b"\x89PNG")
+        status, body, _ = s.upload("/api/proof", {"printer": "Printer/missing.icc"}, "image",
+                                   "photo.png", tiny_png())
+        assert status == 404, body
+        status, body, _ = s.upload("/api/proof", {"printer": "Printer/default_cmyk.icc"},
+                                   "image", "photo.png", b"not an image")
+        assert status == 400, body
+        assert os.listdir(m.env()["TMPDIR"]) == []
+    finally:
+        s.stop()
+
+
+def page_of(view, cid):
+    """The index of the (sub-)page that has control `cid`, and the control."""
+    for page in view["pages"]:
+        for c in page["controls"]:
+            if c["id"] == cid:
+                return page["index"], c
+    raise AssertionError(f"no control {cid}")
+
+
+def a_page_deletes_to_the_trash_after_a_yes_and_saves_its_changes(m):
+    shutil.copy(os.path.join(m.base, "InputRgb", "sRGB.icc"),
+                os.path.join(m.base, "InputRgb", "other.icc"))
+    m.profile("InputCmyk", "default_cmyk.icc")
+    m.profile("InputLab", "LCMSLABI.ICM")
+    m.profile("InputGray", "Gray.icc")
+    assert m.run("preset", "new", "InputProfiles", "Office").returncode == 0
+    # Every row names a profile: the page checks each named one when its data is taken.
+    assert m.run("preset", "set", "InputProfiles", "Office", "RgbProfileName=other.icc",
+                 "CmykProfileName=default_cmyk.icc", "LabProfileName=LCMSLABI.ICM",
+                 "GrayProfileName=Gray.icc").returncode == 0
+    s = Server(m)
+    try:
+        status, view = s.api("/api/page/open", {"kind": "InputProfiles", "name": "Office"})
+        assert status == 200, view
+        page, combo = page_of(view, 1111)
+        assert combo["text"] == "other.icc", combo
+        delete = {"page": page, "id": 1036, "action": "press"}
+        status, view = s.api("/api/page/change", {"change": delete})
+        assert status == 200 and view["question"], view
+        assert os.path.exists(os.path.join(m.base, "InputRgb", "other.icc"))
+        status, view = s.api("/api/page/change", {"change": delete, "answers": [True]})
+        assert status == 200, view
+        assert not os.path.exists(os.path.join(m.base, "InputRgb", "other.icc"))
+        assert os.path.exists(os.path.join(m.data_home, "Trash", "files", "other.icc"))
+        # A control the page hides cannot be changed from outside.
+        hidden_page, hidden = page_of(view, 1073)
+        assert not hidden["shown"]
+        status, answer = s.api("/api/page/change", {"change": {
+            "page": hidden_page, "id": 1073, "action": "check", "value": 1}})
+        assert status == 409, answer
+        page = page_of(view, 1111)[0]
+        status, view = s.api("/api/page/change", {"change": {
+            "page": page, "id": 1111, "action": "select", "value": "sRGB.icc"}})
+        assert status == 200 and page_of(view, 1115)[1]["enabled"], view
+        status, view = s.api("/api/page/save", {})
+        assert status == 200 and view["done"] == "saved", view
+        shown = m.run("preset", "show", "InputProfiles", "Office").stdout
+        assert "RgbProfileName=" + os.path.join(m.base, "InputRgb", "sRGB.icc") in shown, shown
+    finally:
+        s.stop()
+
+
 def sigterm_ends_the_server(m):
     s = Server(m)
     s.proc.send_signal(signal.SIGTERM)
@@ -172,6 +258,8 @@ def main():
                 an_upload_whose_name_leaves_its_folder_is_400_and_writes_nothing,
                 presets_are_made_renamed_and_the_current_name_follows,
                 profiles_are_listed_with_their_facts_and_texts,
+                a_soft_proof_of_an_uploaded_image_comes_back_as_png,
+                a_page_deletes_to_the_trash_after_a_yes_and_saves_its_changes,
                 sigterm_ends_the_server, sigint_ends_the_server,
                 the_idle_time_ends_the_server]):
             checks.run(test.__name__, test, fresh_machine(root, f"m{i}"))
