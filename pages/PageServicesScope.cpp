@@ -1,17 +1,19 @@
 #include "pages/PageServicesScope.h"
 
 namespace {
-thread_local IPageServices* t_current = nullptr;
-}
+// One for the process: pages run on the interface thread only. (Thread-local storage would make
+// the library depend on the dynamic loader's TLS entry point.)
+IPageServices* g_current = nullptr;
+} // namespace
 
 IPageServices* CurrentPageServices() {
-    return t_current;
+    return g_current;
 }
 
-CScopedPageServices::CScopedPageServices(IPageServices* services) : m_previous(t_current) {
-    if (services) t_current = services;
+CScopedPageServices::CScopedPageServices(IPageServices* services) : m_previous(g_current) {
+    if (services) g_current = services;
 }
 
 CScopedPageServices::~CScopedPageServices() {
-    t_current = m_previous;
+    g_current = m_previous;
 }

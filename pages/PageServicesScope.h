@@ -1,13 +1,13 @@
 // The page services that free functions use when they have to ask the user or tell them
 // something (ShCopyFile, ShDeleteFile, ReportIccError): the services of the page whose code is
 // running. A page model makes its own services current while it handles a user action; other
-// callers set them with a CScopedPageServices. Pages run on the interface thread, so the
-// current services belong to the thread.
+// callers set them with a CScopedPageServices. Pages run on the interface thread only, and so
+// does everything that sets or uses the current services: there is one for the process.
 #pragma once
 
 class IPageServices;
 
-// The current services of this thread, null when none are set.
+// The current services, null when none are set.
 IPageServices* CurrentPageServices();
 
 // Makes `services` current for the lifetime of the object and restores the previous ones

@@ -105,6 +105,10 @@ public:
     void OnDeleteGray() { OnDelete(RowGray); }
     void OnSelChange(int row);
     void CheckControlsEnabled() override;
+    int OnSetActive() override {
+        CheckControlsEnabled();
+        return CPageModel::OnSetActive();
+    }
 
     // Row state, for the page's owner and its tests.
     int CheckFlag(int row) const { return m_rows[row].check; }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "PageTestEnv.h"
 
 TEST(PageServicesScope, NestsAndRestores) {
@@ -21,12 +19,4 @@ TEST(PageServicesScope, NestsAndRestores) {
         EXPECT_EQ(CurrentPageServices(), &a);
     }
     EXPECT_EQ(CurrentPageServices(), nullptr);
-}
-
-TEST(PageServicesScope, BelongsToTheThread) {
-    pagetest::ScriptedServices a;
-    CScopedPageServices sa(&a);
-    IPageServices* seen = &a;
-    std::thread([&] { seen = CurrentPageServices(); }).join();
-    EXPECT_EQ(seen, nullptr);
 }

@@ -339,7 +339,7 @@ TEST(CPrPgInputProfiles, EnablingFollowsTheEnableStatesAndTheNames) {
     EXPECT_TRUE(s.C(IDC_IP_GRAY_INTENT).bEnabled);
 
     s.P1().SetEnableStates(true, false);
-    s.P1().CheckControlsEnabled();
+    s.P1().OnSetActive();
     EXPECT_FALSE(s.C(IDC_IP_GRAY_IMPORT).bEnabled);
     EXPECT_FALSE(s.C(IDC_IP_LAB_INTENT).bEnabled);
     EXPECT_FALSE(s.C(IDC_IP_GRAY_INTENT).bEnabled);
