@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -12,6 +11,7 @@
 #include "pages/DlgRIHelper.h"
 #include "pages/IccErrorReport.h"
 #include "pages/PageStrings.h"
+#include "pages/PageTestEnv.h"
 #include "presets/PresetTestEnv.h"
 #include "support/TestData.h"
 
@@ -24,21 +24,7 @@ using S = SPostscriptColorSettings;
 const SPsCsFamily* const kFamilies[] = {&kPsCsFamilyPostScript, &kPsCsFamilyGhostSep,
                                         &kPsCsFamilyPDF};
 
-// A user at the dialogs: answers file dialogs from a script, says yes, and notes messages.
-class ScriptedServices : public IPageServices {
-public:
-    std::deque<std::wstring> files;
-    std::vector<std::wstring> messages;
-    std::optional<std::wstring> ChooseFile(const std::wstring&, const std::wstring&,
-                                           const std::wstring&) override {
-        if (files.empty()) return std::nullopt;
-        std::wstring f = files.front();
-        files.pop_front();
-        return f;
-    }
-    bool Confirm(const std::wstring&) override { return true; }
-    void Message(const std::wstring& text) override { messages.push_back(text); }
-};
+using pagetest::ScriptedServices;
 
 std::unique_ptr<CPrPgPsCsOuter> MakePage(const SPsCsFamily& family, const SPsCsPageParams& p) {
     if (&family == &kPsCsFamilyPostScript)
@@ -700,7 +686,7 @@ TEST(PsCsPages, ImportProfileRgbWithACmykProfileReports903AndCopiesNothing) {
         SCOPED_TRACE(family->name);
         Session t;
         const std::wstring source = presettest::W(kvrtest::CorpusProfile("default_cmyk.icc"));
-        t.services.files.push_back(source);
+        t.services.choices.push_back(source);
         fs::create_directories(t.env.base / "Printer" / "RGB");
         t.Open(*family, Integrated());
         ASSERT_TRUE(t.P2().UserCommand(IDC_PSCS_IMPORT_RGB));
@@ -714,7 +700,7 @@ TEST(PsCsPages, ImportProfileRgbWithACmykProfileReports903AndCopiesNothing) {
 TEST(PsCsPages, ImportProfileOfAnUnreadableFileReports901AndCopiesNothing) {
     Session t;
     t.env.PutProfile("elsewhere/broken.icc", "not a profile");
-    t.services.files.push_back(t.env.In(L"elsewhere", L"broken.icc"));
+    t.services.choices.push_back(t.env.In(L"elsewhere", L"broken.icc"));
     t.Open(kPsCsFamilyPostScript, Integrated());
     ASSERT_TRUE(t.P2().UserCommand(IDC_PSCS_IMPORT_CMYK));
     ASSERT_EQ(t.services.messages.size(), 1u);
@@ -729,7 +715,7 @@ TEST(PsCsPages, ImportProfileCopiesARightProfileAndLeavesTheSelection) {
         t.env.PutProfile("Printer/old.icc");
         S s = Integrated();
         s.sDefaultOutputProfileCMYK = L"old.icc";
-        t.services.files.push_back(presettest::W(kvrtest::CorpusProfile("default_cmyk.icc")));
+        t.services.choices.push_back(presettest::W(kvrtest::CorpusProfile("default_cmyk.icc")));
         t.Open(*family, s);
         auto& p2 = static_cast<CPrPgPsCsPage2Base&>(t.P2());
         EXPECT_EQ(p2.ImportProfile(0), 1);
@@ -746,7 +732,7 @@ TEST(PsCsPages, ImportProfileGivesAnUnknownExtensionTheIcmExtension) {
     const fs::path copy = t.env.dir / "srgb.profile";
     fs::copy_file(kvrtest::CorpusProfile("sRGB.icc"), copy);
     fs::create_directories(t.env.base / "Printer" / "RGB");
-    t.services.files.push_back(presettest::W(copy));
+    t.services.choices.push_back(presettest::W(copy));
     t.Open(kPsCsFamilyGhostSep, Integrated());
     auto& p2 = static_cast<CPrPgPsCsPage2Base&>(t.P2());
     EXPECT_EQ(p2.OnImportProfileRGB(), 1);
