@@ -12,6 +12,8 @@ pkgs=(
 if [ "${1:-}" = "--test-data" ]; then
   # Real ICC profiles and independent tools used by the tests.
   pkgs+=(icc-profiles-free colord-data ghostscript argyll liblcms2-utils libtiff-tools qpdf)
+  # The browser tests of kvrcolor ui: headless Chromium driven by Selenium.
+  pkgs+=(chromium chromium-driver python3-selenium)
 fi
 if [ "${1:-}" = "--fuzz" ] || [ "${2:-}" = "--fuzz" ]; then
   # clang with libFuzzer and its sanitizer runtimes, for scripts/fuzz.sh.

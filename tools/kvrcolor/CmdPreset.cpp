@@ -13,6 +13,7 @@
 
 #include "CliError.h"
 #include "Commands.h"
+#include "PresetSession.h"
 #include "base/IniEntries.h"
 #include "base/PathUtil.h"
 #include "base/Settings.h"
@@ -54,140 +55,6 @@ protected:
             root = XmlGetTag(1);
             items.emplace_back(XmlGetTag(0), text);
         }
-    }
-};
-
-struct Kind {
-    const char* name;
-    const wchar_t* extension;
-    const _INIENTRY* currentName;
-    std::function<std::unique_ptr<CPSOFactoryCustomized>(CGlobalContext*)> factory;
-    std::map<std::wstring, const wchar_t*> profileFolders; // key -> folder below BasePath
-    // Fills a new preset with the defaults of its interpreter, where the kind has one.
-    std::function<void(IPreSetObj&, CPrintUSM*)> defaults;
-};
-
-SPrPgPsCsControl Control(CGlobalContext* ctx, ePsPdfInterpreter interpreter) {
-    SPrPgPsCsControl c;
-    c.pContext = ctx;
-    c.eInterpreter = interpreter;
-    return c;
-}
-
-std::map<std::wstring, const wchar_t*> PsCsFolders() {
-    std::map<std::wstring, const wchar_t*> m;
-    for (const SPsCsField& f : PsCsFields())
-        if (f.textField) m[f.tag] = f.folder;
-    return m;
-}
-
-template <class TPso>
-std::function<void(IPreSetObj&, CPrintUSM*)> PsDefaults(ePsPdfInterpreter interpreter) {
-    return [interpreter](IPreSetObj& p, CPrintUSM* usm) {
-        LoadPsColorDefaults(static_cast<TPso&>(p).Data(), interpreter, usm);
-    };
-}
-
-const std::vector<Kind>& Kinds() {
-    static const std::vector<Kind> kinds = {
-        {"InputProfiles",
-         kExtInputProfiles,
-         &US_InputProfilesName,
-         [](CGlobalContext* c) {
-             return std::make_unique<CPSOFactoryInputProfiles>(c, L"Customized", L"", 0);
-         },
-         {{L"RgbProfileName", kFolderInputRgb},
-          {L"CmykProfileName", kFolderInputCmyk},
-          {L"LabProfileName", kFolderInputLab},
-          {L"GrayProfileName", kFolderInputGray}},
-         nullptr},
-        {"PsCs", kExtPsCs, &US_PsCsName,
-         [](CGlobalContext* c) {
-             return std::make_unique<CPSOFactoryPsCs>(Control(c, PsPdfPostScript), L"Customized",
-                                                      L"");
-         },
-         PsCsFolders(), PsDefaults<CPSOPsCs>(PsPdfPostScript)},
-        {"GhostSepCs", kExtGhostSepCs, &US_GhostSepCsName,
-         [](CGlobalContext* c) {
-             return std::make_unique<CPSOFactoryGhostSepCs>(Control(c, PsPdfGhostscriptSep),
-                                                            L"Customized", L"");
-         },
-         PsCsFolders(), PsDefaults<CPSOGhostSepCs>(PsPdfGhostscriptSep)},
-        {"PDFAurelonCs", kExtPDFAurelonCs, &US_PDFAurelonCsName,
-         [](CGlobalContext* c) {
-             return std::make_unique<CPSOFactoryPDFAurelonCs>(Control(c, PsPdfPDF), L"Customized",
-                                                              L"");
-         },
-         PsCsFolders(), PsDefaults<CPSOPDFAurelonCs>(PsPdfPDF)},
-        {"SimTargetPrinter",
-         CPresetSimTargetPrinter::szExtension,
-         &US_SimTargetPrinterName,
-         [](CGlobalContext* c) {
-             return std::make_unique<CPSOFactorySimTargetPrinter>(c, L"Customized", L"", L"");
-         },
-         {{L"ProfileName", kFolderSimTarget}},
-         nullptr},
-    };
-    return kinds;
-}
-
-std::string KindNames() {
-    std::string s;
-    for (const Kind& k : Kinds()) s += (s.empty() ? "" : ", ") + std::string(k.name);
-    return s;
-}
-
-const Kind& FindKind(const std::string& name) {
-    for (const Kind& k : Kinds())
-        if (name == k.name) return k;
-    throw CliError(kExitUsage, "unknown preset kind \"" + name + "\" (one of " + KindNames() + ")");
-}
-
-const Kind* KindOfExtension(const std::wstring& ext) {
-    for (const Kind& k : Kinds())
-        if (ext == k.extension) return &k;
-    return nullptr;
-}
-
-// The settings, context, factory and store of one kind.
-struct Session {
-    CPrintUSM* usm = CPrintUSM::GetInstance();
-    CGlobalContext context{usm};
-    const Kind& kind;
-    std::unique_ptr<CPSOFactoryCustomized> factory;
-    std::unique_ptr<IPreSetObjStore> store;
-
-    explicit Session(const Kind& k)
-        : kind(k), factory(k.factory(&context)), store(factory->CreatePSOStore()) {}
-
-    CPreSetObjStoreFile& Files() { return static_cast<CPreSetObjStoreFile&>(*store); }
-    std::unique_ptr<IPreSetObj> New() { return std::unique_ptr<IPreSetObj>(factory->CreatePSO()); }
-    std::wstring Base() const { return usm->GetString(IniCpBasePath); }
-
-    std::unique_ptr<IPreSetObj> Load(const std::string& name) {
-        auto pso = New();
-        if (!store->Exists(Utf8ToWide(name).c_str()))
-            throw CliError(kExitInput, "no " + std::string(kind.name) + " preset \"" + name +
-                                           "\" in " + WideToUtf8(Files().Folder()));
-        if (!store->Load(Utf8ToWide(name).c_str(), pso.get()))
-            throw CliError(kExitInput, WideToUtf8(store->GetLastError()));
-        return pso;
-    }
-    void Save(const std::string& name, IPreSetObj& pso) {
-        if (!store->Save(Utf8ToWide(name).c_str(), &pso))
-            throw CliError(kExitOutput, WideToUtf8(store->GetLastError()));
-    }
-    void RequireNewName(const std::string& name) {
-        if (!factory->AllowNew(Utf8ToWide(name).c_str()))
-            throw CliError(kExitUsage, "\"" + name + "\" cannot be a preset name");
-        if (store->Exists(Utf8ToWide(name).c_str()))
-            throw CliError(kExitUsage, "a " + std::string(kind.name) + " preset \"" + name +
-                                           "\" exists already");
-    }
-    // The full path of a profile value: a temporary file as it is, else its name in its folder.
-    std::wstring ProfilePath(const wchar_t* folder, const std::wstring& value) const {
-        if (value.empty() || CTempFileMgr::IsTempFileName(value)) return value;
-        return BuildFileName(BuildFileName(Base().c_str(), folder), SplitFileName(value));
     }
 };
 

@@ -25,3 +25,4 @@ Command RegisterLink(CLI::App& parent);
 Command RegisterNamed(CLI::App& parent);
 Command RegisterPreset(CLI::App& parent);
 Command RegisterProof(CLI::App& parent);
+Command RegisterUi(CLI::App& parent);

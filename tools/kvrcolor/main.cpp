@@ -99,10 +99,10 @@ int main(int argc, char** argv) {
     app.name("kvrcolor");
     app.require_subcommand(1);
     app.set_version_flag("--version", "kvrcolor 0.1");
-    const Command commands[] = {RegisterConvert(app), RegisterLookup(app), RegisterLink(app),
-                                RegisterInfo(app),    RegisterDump(app),   RegisterExtract(app),
-                                RegisterNamed(app),   RegisterPreset(app), RegisterProof(app),
-                                RegisterGamut(app),   RegisterCompare(app)};
+    const Command commands[] = {RegisterConvert(app), RegisterLookup(app),  RegisterLink(app),
+                                RegisterInfo(app),    RegisterDump(app),    RegisterExtract(app),
+                                RegisterNamed(app),   RegisterPreset(app),  RegisterProof(app),
+                                RegisterGamut(app),   RegisterCompare(app), RegisterUi(app)};
     // Set after the subcommands exist, which would otherwise inherit it: `kvrcolor CMD --help`
     // shows the command's own options, `kvrcolor --help` the manual.
     app.footer(Footer());
