@@ -658,7 +658,9 @@ TEST_F(NamedColorsProfileTest, GeneratorProfilesOfOneToFifteenDeviceChannels) {
 
 TEST_F(NamedColorsFromLcmsTest, NamesOfThirtyOneAndThirtyTwoBytes) {
     LcmsSpec s;
-    const std::string n31(31, 'a'), n32 = std::string(31, 'b') + "Z";
+    const std::string n31(31, 'a');
+    std::string n32(32, 'b');
+    n32.back() = 'Z';
     s.names = {n31, n32};
     s.values = {NumberedColour(1, 4), NumberedColour(2, 4)};
     const std::wstring path = WriteLcmsProfile(dir, "long.icc", s);
