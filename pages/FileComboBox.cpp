@@ -148,5 +148,9 @@ int CFileComboBox::SelectFileName(const std::wstring& name) {
 }
 
 std::wstring CFileComboBox::BuildPathName(const std::wstring& name) const {
+    // No name: the folder, written as a folder, so that its file-name part is empty again and a
+    // row without a profile is stored without one.
+    if (name.empty())
+        return m_folder.empty() ? std::wstring() : BuildFileName(m_folder, L"") + L'/';
     return BuildFileName(m_folder, name);
 }

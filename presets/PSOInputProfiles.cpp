@@ -92,11 +92,15 @@ void CPSOInputProfiles::DataToPSOPropPg(CPSOPropPg* page) {
     d.Lookup(PRS_UseColorimetricRI, d2.bUseColorimetricRI);
     d.Lookup(PRS_DisableWhitePointExpansion, d2.bDisableWhitePointExpansion);
 
-    // Full paths for the page; an empty name gives the folder itself.
+    // Full paths for the page; an empty name gives the folder itself, ending in a separator so
+    // that the page reads it as the folder with no file even where the folder does not exist yet.
     const std::wstring base = BasePath(Usm());
     std::wstring* paths[4] = {&d1.sRgbProfile, &d1.sCmykProfile, &d1.sLabProfile, &d1.sGrayProfile};
-    for (int i = 0; i < 4; ++i)
-        *paths[i] = BuildFileName(BuildFileName(base.c_str(), kSpaces[i].folder), names[i]);
+    for (int i = 0; i < 4; ++i) {
+        const std::wstring folder = BuildFileName(base.c_str(), kSpaces[i].folder);
+        *paths[i] =
+            names[i].empty() ? folder + L'/' : BuildFileName(folder.c_str(), names[i].c_str());
+    }
     pg->SetData(d1, d2);
 }
 

@@ -69,7 +69,7 @@ TEST(CFileComboBox, SelectsByFileNameAndBuildsPaths) {
     EXPECT_EQ(f.page.combo.GetFileName(), L"b.icc");
     EXPECT_TRUE(f.page.combo.HasFileSelected());
     EXPECT_EQ(f.page.combo.GetPathName(), W(f.dir / "b.icc"));
-    EXPECT_EQ(f.page.combo.BuildPathName(L""), W(f.dir.path()));
+    EXPECT_EQ(f.page.combo.BuildPathName(L""), W(f.dir.path()) + L'/'); // the folder, as a folder
 
     EXPECT_EQ(f.page.combo.SelectFileName(L""), 0);
     EXPECT_EQ(f.page.combo.GetFileName(), L"");

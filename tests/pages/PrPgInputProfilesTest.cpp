@@ -29,11 +29,11 @@ struct Session {
     SInputProfilesDialogData2 d2;
 
     explicit Session(const std::string& extraIni = {}) : env(extraIni) {
-        // As the preset gives rows without a profile: the folder alone.
-        d1.sRgbProfile = W(env.Folder("InputRgb"));
-        d1.sCmykProfile = W(env.Folder("InputCmyk"));
-        d1.sLabProfile = W(env.Folder("InputLab"));
-        d1.sGrayProfile = W(env.Folder("InputGray"));
+        // As the preset gives rows without a profile: the folder alone, written as a folder.
+        d1.sRgbProfile = W(env.Folder("InputRgb")) + L'/';
+        d1.sCmykProfile = W(env.Folder("InputCmyk")) + L'/';
+        d1.sLabProfile = W(env.Folder("InputLab")) + L'/';
+        d1.sGrayProfile = W(env.Folder("InputGray")) + L'/';
     }
     void Open(int readOnly = 0, int showSecond = 1) {
         page = std::make_unique<CPrPgInputProfiles>(env.usm.get(), readOnly, L"Test", showSecond);
@@ -188,7 +188,7 @@ TEST(CPrPgInputProfiles, DeletingTheSelectedProfileLeavesTheNoFileEntryAndDisabl
     EXPECT_FALSE(s.C(IDC_IP_RGB_DELETE).bEnabled);
     EXPECT_FALSE(s.C(IDC_IP_RGB_INTENT).bEnabled);
     EXPECT_TRUE(s.env.FilesIn("InputRgb").empty());
-    EXPECT_EQ(s.Data().sRgbProfile, W(s.env.Folder("InputRgb")));
+    EXPECT_EQ(s.Data().sRgbProfile, W(s.env.Folder("InputRgb")) + L'/');
 
     // The file is in the Trash, from which it comes back to where it was.
     const std::string info = kvrtest::ReadText(s.trash.Info() / "rgb.icc.trashinfo");

@@ -55,7 +55,7 @@ TEST(PSOInputProfiles, ShowsAFileNameToThePageAsBasePathFolderName) {
     EXPECT_EQ(d1.sRgbProfile, env.In(L"InputRgb", L"sRGB.icc"));
     EXPECT_EQ(d1.sCmykProfile, env.In(L"InputCmyk", L"press.icc"));
     EXPECT_EQ(d1.sLabProfile, env.In(L"InputLab", L"lab.icc"));
-    EXPECT_EQ(d1.sGrayProfile, env.Base() + L"/InputGray"); // empty name: the folder
+    EXPECT_EQ(d1.sGrayProfile, env.Base() + L"/InputGray/"); // empty name: the folder
     EXPECT_EQ(d1.nCmykIntent, 3);
     EXPECT_EQ(d2.bDisableWhitePointExpansion, 1);
 
@@ -65,7 +65,8 @@ TEST(PSOInputProfiles, ShowsAFileNameToThePageAsBasePathFolderName) {
     std::wstring s;
     EXPECT_EQ((p.Data().Lookup(PRS_RgbProfileName, s), s), L"sRGB.icc");
     EXPECT_EQ((p.Data().Lookup(PRS_CmykProfileName, s), s), L"press.icc");
-    EXPECT_EQ((p.Data().Lookup(PRS_GrayProfileName, s), s), L"InputGray");
+    // A row without a profile stays without one, also where its folder does not exist yet.
+    EXPECT_EQ((p.Data().Lookup(PRS_GrayProfileName, s), s), L"");
 }
 
 TEST(PSOInputProfiles, APathInAnyOtherFolderIsStoredAsItsBareName) {
@@ -108,7 +109,7 @@ TEST(PSOInputProfiles, AbsentItemsGiveThePageItsStartingValues) {
     EXPECT_EQ(d1.nCmykIntent, 1);
     EXPECT_EQ(d1.bRgbUseEmbedded, 1);
     EXPECT_EQ(d2.bUseColorimetricRI, 0);
-    EXPECT_EQ(d1.sRgbProfile, env.Base() + L"/InputRgb");
+    EXPECT_EQ(d1.sRgbProfile, env.Base() + L"/InputRgb/");
 }
 
 TEST(PSOInputProfiles, NullPageOrPageOfAnotherClassIsLeftAlone) {
