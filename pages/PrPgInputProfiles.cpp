@@ -47,8 +47,8 @@ void CPrPgInputProfilesPage1::AddControls() {
         const std::wstring space = kSpace[i];
         AddControl(r.fileId, EControlKind::Combo, space + L" profile");
         AddControl(r.intentId, EControlKind::Combo, space + L" rendering intent");
-        AddControl(r.importId, EControlKind::Button, L"Import...");
-        AddControl(r.deleteId, EControlKind::Button, L"Delete");
+        AddControl(r.importId, EControlKind::Button, L"Import " + space + L" profile...");
+        AddControl(r.deleteId, EControlKind::Button, L"Delete " + space + L" profile");
         r.combo.Attach(Combo(r.fileId));
     }
     AddControl(IDC_IP_RGB_USE_EMBEDDED, EControlKind::Check, L"Use embedded RGB profile");

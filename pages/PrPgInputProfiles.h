@@ -121,6 +121,7 @@ public:
 protected:
     void AddControls() override;
     int OnInitDialog() override;
+    std::wstring GetTabText() override { return L"Profiles"; }
     bool OnCommand(unsigned int id) override;
 
 private:
@@ -163,6 +164,7 @@ public:
 protected:
     void AddControls() override;
     int OnInitDialog() override;
+    std::wstring GetTabText() override { return L"Options"; }
     bool OnCommand(unsigned int) override { return false; }
 
 private:

@@ -28,9 +28,9 @@ CPrPgPresetSimTargetPrinter::CPrPgPresetSimTargetPrinter(CGlobalContext* context
 
 void CPrPgPresetSimTargetPrinter::AddControls() {
     AddControl(IDC_ST_FILE, EControlKind::Combo, L"Simulation target profile");
-    AddControl(IDC_ST_IMPORT, EControlKind::Button, L"Import...");
+    AddControl(IDC_ST_IMPORT, EControlKind::Button, L"Import simulation target profile...");
     AddControl(IDC_ST_INFO, EControlKind::Text, L"Profile information");
-    AddControl(IDC_ST_DELETE, EControlKind::Button, L"Delete");
+    AddControl(IDC_ST_DELETE, EControlKind::Button, L"Delete simulation target profile");
     AddControl(IDC_ST_INTENT, EControlKind::Combo, L"Rendering intent");
     m_combo.Attach(Combo(IDC_ST_FILE));
 }

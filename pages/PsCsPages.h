@@ -89,6 +89,7 @@ public:
     void UpdateControls(int save) override;
     void CheckControlsEnabled() override;
     int OnInitDialog() override;
+    std::wstring GetTabText() override { return L"Input profiles"; }
     int AdvancedIntents() const { return m_bAdvancedIntents; }
 
 protected:
@@ -115,6 +116,7 @@ public:
     void UpdateControls(int save) override;
     void CheckControlsEnabled() override;
     int OnInitDialog() override;
+    std::wstring GetTabText() override { return L"Output and options"; }
 
     // Behind 1467 and at start: OIP as output clears OIP as simulation.
     void CheckUseOipAsOutProf();
