@@ -10,6 +10,7 @@
 #endif
 
 #include "colorlink/native/SimdGridKernel.h"
+#include "colorlink/native/SortingNetwork.h"
 #include "gridtable/TabMftX.h"
 
 namespace {
@@ -62,18 +63,7 @@ template <unsigned In> inline Cell<In> Locate(const AxisPos (&p)[In]) {
         k[i] = a > b ? a : b;
         k[j] = a > b ? b : a;
     };
-    if constexpr (In == 3) {
-        order(0, 1);
-        order(1, 2);
-        order(0, 1);
-    } else {
-        static_assert(In == 4);
-        order(0, 1);
-        order(2, 3);
-        order(0, 2);
-        order(1, 3);
-        order(1, 2);
-    }
+    SortCellFractions<In>(order);
     Cell<In> cell;
     cell.base = 0;
     uint32_t corner = 0;

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "colorlink/native/SimdGridKernel.h"
+#include "colorlink/native/SortingNetwork.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kvr_grid_simd {
@@ -98,18 +99,7 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
             step[j] = hn::IfThenElse(swapU, step[i], step[j]);
             step[i] = si;
         };
-        if constexpr (In == 3) {
-            order(0, 1);
-            order(1, 2);
-            order(0, 1);
-        } else {
-            static_assert(In == 4);
-            order(0, 1);
-            order(2, 3);
-            order(0, 2);
-            order(1, 3);
-            order(1, 2);
-        }
+        SortCellFractions<In>(order);
 
         // Byte offsets of the base node and of the corners; weights.
         VU node[In + 1], weight[In];
