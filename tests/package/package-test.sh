@@ -4,7 +4,8 @@
 # 2. builds a small program against it through the CMake package and through pkg-config, and
 #    runs both: the profile folder is the prefix's, a link is built there;
 # 3. moves the whole prefix elsewhere and runs both programs again: the library is found from
-#    the programs' place (run path) and the profiles from the library's;
+#    the programs' place (run path) and the profiles from the library's; the installed tool finds
+#    them from its own place;
 # 4. checks the SONAME and that the library records only the libraries it calls.
 # Usage: package-test.sh BUILD_DIR
 set -euo pipefail
@@ -45,6 +46,11 @@ expect_base "$work/prefix/bin/consumer-pc" "$work/prefix/share/kvrcolor/profiles
 # library its profiles.
 mv "$work/prefix" "$work/moved"
 expect_base "$work/moved/bin/consumer-pc" "$work/moved/share/kvrcolor/profiles"
+# The command-line tool carries the library's code itself: it finds the default profiles from
+# its own folder, so that a conversion on the defaults works in the moved tree.
+: >"$work/empty.ini"
+out=$(KVR_INI="$work/empty.ini" "$work/moved/bin/kvrcolor" lookup "255 0 0" 2>&1) ||
+  { echo "the moved tool does not find its profiles: $out"; exit 1; }
 # The environment names another folder (without profiles, so the link fails there).
 out=$(KVR_PROFILE_BASE=/elsewhere "$work/moved/bin/consumer-pc" || true)
 echo "$out" | grep -qx "base /elsewhere" || { echo "KVR_PROFILE_BASE is not taken: $out"; exit 1; }
