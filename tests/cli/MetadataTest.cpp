@@ -176,6 +176,7 @@ void WriteExifTiff(const std::string& path, bool withExif) {
         ASSERT_TRUE(TIFFSetField(tif, EXIFTAG_EXPOSURETIME, 1.0 / 125));
         ASSERT_TRUE(TIFFSetField(tif, EXIFTAG_FNUMBER, 5.6));
         ASSERT_TRUE(TIFFWriteCustomDirectory(tif, &exifAt));
+        TIFFFreeDirectory(tif); // the next directory's set-up does not free these values
         ASSERT_EQ(TIFFCreateGPSDirectory(tif), 0);
         ASSERT_TRUE(TIFFSetField(tif, GPSTAG_LATITUDEREF, "N"));
         const double latitude[3] = {54, 19, 30.5};

@@ -117,7 +117,10 @@ bool WriteDirectory(TIFF* tif, int (*create)(TIFF*), const std::vector<TiffDirEn
     // An entry libtiff refuses is left out: the rest of the directory is still worth keeping.
     for (const TiffDirEntry& e : entries)
         if (!WriteEntry(tif, e)) ClearTiffError();
-    return TIFFWriteCustomDirectory(tif, &at) != 0;
+    const bool written = TIFFWriteCustomDirectory(tif, &at) != 0;
+    // Setting up the next directory does not free this one's values: free them here.
+    TIFFFreeDirectory(tif);
+    return written;
 }
 } // namespace
 
@@ -140,9 +143,7 @@ bool WriteTiffExifDirectories(TIFF* tif, const ImageMetadata& meta) {
         !WriteDirectory(tif, TIFFCreateGPSDirectory, meta.tiffGps, gpsAt))
         return false;
     if (exifAt == 0 && gpsAt == 0) return true;
-    // Back to an image directory, the custom one's values freed first (setting up a directory
-    // does not free them).
-    TIFFFreeDirectory(tif);
+    // Back to an image directory (the custom ones' values are freed as they are written).
     TIFFCreateDirectory(tif);
     return (exifAt == 0 || TIFFSetField(tif, TIFFTAG_EXIFIFD, exifAt)) &&
            (gpsAt == 0 || TIFFSetField(tif, TIFFTAG_GPSIFD, gpsAt));
