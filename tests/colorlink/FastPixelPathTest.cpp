@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "colorlink/DefaultGridSizes.h"
 #include "colorlink/native/ColorLink.h"
 #include "colorlink/native/FastPixelPath.h"
 #include "gridtable/TabMftX.h"
@@ -396,23 +397,6 @@ const char* const kPress = kPressPath.c_str();
 std::wstring Wide(const char* s) {
     return std::wstring(s, s + std::char_traits<char>::length(s));
 }
-
-// Keeps the grid sizes of the settings file for the duration of a test, whatever other tests
-// of this program set.
-class DefaultGridSizes {
-public:
-    DefaultGridSizes() : old3(CColorLink::s_nGrid3), old4(CColorLink::s_nGrid4) {
-        CColorLink::s_nGrid3 = 0;
-        CColorLink::s_nGrid4 = 0;
-    }
-    ~DefaultGridSizes() {
-        CColorLink::s_nGrid3 = old3;
-        CColorLink::s_nGrid4 = old4;
-    }
-
-private:
-    int old3, old4;
-};
 
 // A built link: its TrnPixels8 and TrnPixels16 (which take the path) against the
 // straightforward loop on its table, and the path made from the table directly.

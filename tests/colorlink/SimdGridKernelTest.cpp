@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "colorlink/DefaultGridSizes.h"
 #include "colorlink/native/ColorLink.h"
 #include "colorlink/native/FastPixelPath.h"
 #include "colorlink/native/SimdGridKernel.h"
@@ -280,23 +281,6 @@ TEST_P(SimdGridKernelLevel, FourInputsWithoutCurvesAndSmallGrid) {
 }
 
 // ---- links from the default profiles and the corpus ----
-
-// Keeps the grid sizes of the settings file for the duration of a test, whatever other tests
-// of this program set.
-class DefaultGridSizes {
-public:
-    DefaultGridSizes() : old3(CColorLink::s_nGrid3), old4(CColorLink::s_nGrid4) {
-        CColorLink::s_nGrid3 = 0;
-        CColorLink::s_nGrid4 = 0;
-    }
-    ~DefaultGridSizes() {
-        CColorLink::s_nGrid3 = old3;
-        CColorLink::s_nGrid4 = old4;
-    }
-
-private:
-    int old3, old4;
-};
 
 fs::path DefaultProfile(const char* name) {
     return fs::path(KVR_BINARY_DIR) / "profiles" / name;
