@@ -2,10 +2,9 @@
 and its intent rule for device links, an import of the wrong kind of profile, and the
 PostScript page reduced to the RGB pixel controls."""
 import os
-import shutil
 
 import uitest
-from uitest import Checks, Machine, Server, screenshot, wait_for
+from uitest import Machine, Server, screenshot, wait_for
 
 By, Select = uitest.selenium_names()
 
@@ -129,19 +128,8 @@ def the_postscript_page_without_integrated_management_and_mask_1_shows_only_rgb_
         s.stop()
 
 
-def main():
-    root = uitest.temp_root("kvr-ui-pages-")
-    driver = uitest.chromium(os.path.join(root, "downloads"))
-    checks = Checks()
-    try:
-        for test in (the_input_page_shows_four_rows_and_a_device_link_disables_the_rgb_intent,
-                     a_cmyk_profile_imported_into_the_rgb_row_shows_903_and_leaves_the_folder,
-                     the_postscript_page_without_integrated_management_and_mask_1_shows_only_rgb_pixel):
-            checks.run(test.__name__, test, driver, root)
-    finally:
-        driver.quit()
-        shutil.rmtree(root, ignore_errors=True)
-    checks.exit()
-
-
-main()
+uitest.run_browser_tests("kvr-ui-pages-", [
+    the_input_page_shows_four_rows_and_a_device_link_disables_the_rgb_intent,
+    a_cmyk_profile_imported_into_the_rgb_row_shows_903_and_leaves_the_folder,
+    the_postscript_page_without_integrated_management_and_mask_1_shows_only_rgb_pixel,
+])

@@ -1,11 +1,10 @@
 """The page of `kvrcolor ui` in Chromium: the presets of a kind renamed with the current-name
 setting following, and a preset exported with its profiles and imported on another machine."""
 import os
-import shutil
 import time
 
 import uitest
-from uitest import Checks, Machine, Server, screenshot, wait_for
+from uitest import Machine, Server, screenshot, wait_for
 
 By, Select = uitest.selenium_names()
 
@@ -97,18 +96,7 @@ def export_then_import_on_a_second_base_gives_the_same_preset_and_profiles(drive
             assert fa.read() == fb.read(), rel
 
 
-def main():
-    root = uitest.temp_root("kvr-ui-presets-")
-    driver = uitest.chromium(os.path.join(root, "downloads"))
-    checks = Checks()
-    try:
-        for test in (renaming_the_current_preset_updates_the_current_name_setting,
-                     export_then_import_on_a_second_base_gives_the_same_preset_and_profiles):
-            checks.run(test.__name__, test, driver, root)
-    finally:
-        driver.quit()
-        shutil.rmtree(root, ignore_errors=True)
-    checks.exit()
-
-
-main()
+uitest.run_browser_tests("kvr-ui-presets-", [
+    renaming_the_current_preset_updates_the_current_name_setting,
+    export_then_import_on_a_second_base_gives_the_same_preset_and_profiles,
+])

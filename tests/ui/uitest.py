@@ -218,3 +218,17 @@ class Checks:
 
 def temp_root(prefix):
     return tempfile.mkdtemp(prefix=prefix)
+
+
+def run_browser_tests(prefix, tests):
+    """Runs each test with one headless Chromium and a temporary root; exits with the result."""
+    root = temp_root(prefix)
+    driver = chromium(os.path.join(root, "downloads"))
+    checks = Checks()
+    try:
+        for test in tests:
+            checks.run(test.__name__, test, driver, root)
+    finally:
+        driver.quit()
+        shutil.rmtree(root, ignore_errors=True)
+    checks.exit()
