@@ -1,10 +1,13 @@
 // kvrcolor convert IN OUT: an image through a chain of profiles with the engine of --engine.
 //
-// The image streams through in bands of rows: read a band, convert it on the threads of
-// --threads (all cores by default, never more than the cores), write it. A band holds about
-// 4 MiB of samples, so that memory stays bounded whatever the size of the image. The threads
-// are made once for the whole image. The output does not depend on the number of threads:
-// each band is cut into contiguous pieces that the link converts as one serial call would.
+// The image streams through in bands of rows, in three overlapping stages: a reader thread reads
+// the next band while the bands are converted on the threads of --threads (all cores by default,
+// never more than the cores) and a writer thread writes the band before. A band holds about
+// 4 MiB of samples and three bands are under way at most, so that memory stays bounded whatever
+// the size of the image. The link is built once a page and the converting threads are made once
+// for the whole run. The output does not depend on the number of threads nor on the size of the
+// bands: each band is cut into contiguous pieces that the link converts as one serial call
+// would.
 #include <CLI/CLI.hpp>
 #include <tiffio.h>
 
@@ -17,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "BandPipeline.h"
 #include "Chain.h"
 #include "CliError.h"
 #include "Commands.h"
@@ -41,6 +45,7 @@ struct ConvertOptions {
     unsigned page = 0;  // from 1; 0: every page
     bool noEmbed = false;
     bool quiet = false;
+    uint32_t bandRows = 0; // 0: about kImageBandBytes a band
 };
 
 // How the pixels meet the link: the ICM engine takes some with their channels reversed.
@@ -60,23 +65,36 @@ void Transform(ParallelTrn& pool, CMdlColorLink& link, uint16_t* src, uint16_t* 
     pool.Pixels16(link, src, dst, n);
 }
 
-// Work buffers of one band of rows, in samples.
-template <class T> struct Band {
-    std::vector<T> in, out;             // whole pixels as in the files
-    std::vector<T> colourIn, colourOut; // colour channels alone, when there are extra channels
+// Samples left uninitialised when made: every one is written before it is read, and a band's
+// megabytes need no zero-fill first.
+template <class T> class Samples {
+public:
+    void resize(size_t n) { m_data = std::make_unique_for_overwrite<T[]>(n); }
+    T* data() { return m_data.get(); }
+    T& operator[](size_t i) { return m_data[i]; }
+
+private:
+    std::unique_ptr<T[]> m_data;
 };
+
+// Work buffers of one band of rows, in samples: whole pixels as in the files.
+template <class T> struct Band { Samples<T> in, out; };
+
+// The colour channels alone of a band, when there are extra channels.
+template <class T> struct ColourBuffers { Samples<T> in, out; };
 
 // One band: split off the extra channels, bring the samples into the link's encoding, convert,
 // bring them into the file's encoding, and put the extra channels back unchanged.
 template <class T>
 void ConvertBand(CMdlColorLink& link, const ImageInfo& info, const OutputSpec& spec, Band<T>& b,
-                 size_t pixels, ParallelTrn& pool, const LinkSides& sides) {
+                 ColourBuffers<T>& colour, size_t pixels, ParallelTrn& pool,
+                 const LinkSides& sides) {
     const size_t nIn = info.space.channels, nOut = spec.space.channels, ex = info.extras;
     T* src = b.in.data();
     T* dst = b.out.data();
     if (ex) {
-        src = b.colourIn.data();
-        dst = b.colourOut.data();
+        src = colour.in.data();
+        dst = colour.out.data();
         for (size_t p = 0; p < pixels; ++p) std::copy_n(&b.in[p * (nIn + ex)], nIn, &src[p * nIn]);
     }
     DecodeToLink(info, src, pixels);
@@ -90,29 +108,34 @@ void ConvertBand(CMdlColorLink& link, const ImageInfo& info, const OutputSpec& s
     }
 }
 
+// `bandRows` 0 takes bands of about kImageBandBytes.
 template <class T>
 void Stream(ImageReader& reader, ImageWriter& writer, CMdlColorLink& link, const OutputSpec& spec,
-            ParallelTrn& pool, Progress& progress, const LinkSides& sides) {
+            ParallelTrn& pool, Progress& progress, const LinkSides& sides, uint32_t bandRows) {
     const ImageInfo& info = reader.Info();
     const size_t rowMax = std::max(info.rowBytes(), spec.rowBytes());
-    const uint32_t bandRows =
-        uint32_t(std::clamp<size_t>(kImageBandBytes / rowMax, 1, info.height));
+    if (bandRows == 0)
+        bandRows = uint32_t(std::clamp<size_t>(kImageBandBytes / rowMax, 1, info.height));
+    bandRows = std::min(bandRows, info.height);
     const size_t bandPixels = size_t(bandRows) * info.width;
-    Band<T> b;
-    b.in.resize(bandPixels * info.samplesPerPixel());
-    b.out.resize(bandPixels * (spec.space.channels + spec.extras));
+    std::vector<Band<T>> slots(BandPipeline::kSlots);
+    for (Band<T>& b : slots) {
+        b.in.resize(bandPixels * info.samplesPerPixel());
+        b.out.resize(bandPixels * (spec.space.channels + spec.extras));
+    }
+    ColourBuffers<T> colour; // only the converting stage uses them
     if (info.extras) {
-        b.colourIn.resize(bandPixels * info.space.channels);
-        b.colourOut.resize(bandPixels * spec.space.channels);
+        colour.in.resize(bandPixels * info.space.channels);
+        colour.out.resize(bandPixels * spec.space.channels);
     }
-    for (uint32_t row = 0; row < info.height;) {
-        const uint32_t n = std::min(bandRows, info.height - row);
-        reader.ReadRows(n, b.in.data());
-        ConvertBand(link, info, spec, b, size_t(n) * info.width, pool, sides);
-        writer.WriteRows(n, b.out.data());
-        row += n;
-        progress.Update(row);
-    }
+    BandPipeline::Stages stages;
+    stages.read = [&](size_t s, uint32_t n) { reader.ReadRows(n, slots[s].in.data()); };
+    stages.convert = [&](size_t s, uint32_t n) {
+        ConvertBand(link, info, spec, slots[s], colour, size_t(n) * info.width, pool, sides);
+    };
+    stages.write = [&](size_t s, uint32_t n) { writer.WriteRows(n, slots[s].out.data()); };
+    stages.converted = [&](uint32_t row) { progress.Update(row); };
+    BandPipeline::Run(info.height, bandRows, slots.size(), stages);
 }
 
 Compression ParseCompression(const std::string& text) {
@@ -170,6 +193,7 @@ int RunConvert(const ConvertOptions& o) {
 
     std::unique_ptr<SafeOutput> output;
     std::unique_ptr<ImageWriter> file;
+    ParallelTrn pool(o.threads); // the converting threads, for every page
     double linkSeconds = 0;
     uint64_t pixels = 0;
     std::string summary, engineText; // of the first page
@@ -216,11 +240,10 @@ int RunConvert(const ConvertOptions& o) {
             writer = narrow.get();
         }
         Progress progress(info.height, !o.quiet);
-        ParallelTrn pool(o.threads);
         if (info.bits == 8)
-            Stream<uint8_t>(*reader, *writer, *link, spec, pool, progress, sides);
+            Stream<uint8_t>(*reader, *writer, *link, spec, pool, progress, sides, o.bandRows);
         else
-            Stream<uint16_t>(*reader, *writer, *link, spec, pool, progress, sides);
+            Stream<uint16_t>(*reader, *writer, *link, spec, pool, progress, sides, o.bandRows);
         pixels += uint64_t(info.width) * info.height;
         if (n == 0) {
             char text[256];
@@ -284,5 +307,8 @@ Command RegisterConvert(CLI::App& parent) {
         ->check(CLI::PositiveNumber);
     cmd->add_flag("--no-embed", o->noEmbed, "Do not embed the destination profile");
     cmd->add_flag("--quiet,-q", o->quiet, "No summary line and no progress bar");
+    // Not in the help: the rows of a band, for the tests that check that the output does not
+    // depend on them.
+    cmd->add_option("--band-rows", o->bandRows, "Rows of a band (default: about 4 MiB)")->group("");
     return {cmd, [o] { return RunConvert(*o); }};
 }

@@ -47,8 +47,11 @@ std::string ProfileBasePath() {
 std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {
     std::ifstream in(path, std::ios::binary);
     if (!in) throw CliError(code, path + ": cannot be read");
-    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                               std::istreambuf_iterator<char>());
+    // In blocks rather than a character at a time: profiles of megabytes are read whole.
+    std::vector<uint8_t> bytes;
+    char block[1 << 16];
+    while (in.read(block, sizeof block) || in.gcount() > 0)
+        bytes.insert(bytes.end(), block, block + in.gcount());
     if (in.bad()) throw CliError(code, path + ": read error");
     return bytes;
 }

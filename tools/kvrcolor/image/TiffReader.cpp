@@ -349,9 +349,15 @@ void TiffReader::ReadRows(uint32_t rows, void* buffer) {
     const size_t bytes = m_info.rowBytes();
     for (uint32_t i = 0; i < rows; ++i, ++m_row) {
         if (m_row >= m_info.height) throw Damaged(m_row);
-        ReadFileRow(m_row);
         uint8_t* row = out + i * bytes;
-        Deliver(row);
+        if (!m_tiled && !m_planar && !m_float) {
+            // The file's row is the row answered: libtiff puts it in place, without a copy.
+            ClearTiffError();
+            if (TIFFReadScanline(m_tif.get(), row, m_row, 0) < 0) throw Damaged(m_row);
+        } else {
+            ReadFileRow(m_row);
+            Deliver(row);
+        }
         if (!m_associated) continue;
         if (m_info.bits == 8)
             Unassociate(m_info.space.channels, m_info.extras, row, m_info.width);
