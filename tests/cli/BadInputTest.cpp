@@ -99,6 +99,32 @@ TEST_F(BadInputTest, TiffWithADamagedStrip) {
                   {work / "damaged.tif", "cannot read row"});
 }
 
+// A strip fails to decode after several bands have been read, converted and written: the
+// reader's failure stops the converting and writing threads, and the partly written output goes.
+TEST_F(BadInputTest, TiffDamagedAfterSeveralBandsLeavesNoOutput) {
+    TiffSpec spec;
+    spec.width = 256;
+    spec.height = 64;
+    spec.compression = COMPRESSION_LZW;
+    WriteTiff(work / "whole.tif", spec, TestSamples(spec.SampleCount(), 8, 5));
+    auto bytes = ReadBytes(work / "whole.tif");
+    fs::remove(work / "whole.tif");
+    const uint32_t directory = Le32(bytes, 4);
+    ASSERT_GT(directory, 1000u); // the directory follows the pixels
+    std::fill(bytes.begin() + directory * 2 / 3, bytes.begin() + directory * 3 / 4, uint8_t(0xFF));
+    WriteBytes(work / "damaged.tif", bytes);
+    for (const char* threads : {"1", "2"}) {
+        const auto args = Convert(work / "damaged.tif", {"--from", s_p.rgb, "--to", s_p.cmyk,
+                                                         "--threads", threads, "--band-rows", "2"});
+        ExpectFailure(args, 3, {work / "damaged.tif", "cannot read row"});
+        // The failing row lies several bands into the image.
+        const RunResult r = RunCli(args);
+        const size_t at = r.err.find("cannot read row ");
+        ASSERT_NE(at, std::string::npos) << r.err;
+        EXPECT_GE(std::stoul(r.err.substr(at + 16)), 8u) << r.err;
+    }
+}
+
 TEST_F(BadInputTest, TruncatedPng) {
     const auto samples = TestSamples(size_t(256) * 64 * 3, 8, 4);
     WritePng(work / "whole.png", 256, 64, 8, 2, samples);

@@ -568,6 +568,45 @@ TEST_F(ConvertTest, ImageOfSeveralBandsEqualsTheLibraryLink) {
     ExpectPixels(out, 4, expected, in, 4, 3);
 }
 
+// The file's bytes are the same whatever the threads and the rows of a band: one band of one
+// row, bands that do not divide the height, one band for the whole image.
+TEST_F(ConvertTest, OutputBytesDoNotDependOnThreadsNorBandRows) {
+    for (const bool alpha : {false, true}) {
+        TiffSpec spec;
+        spec.width = 300;
+        spec.height = 123;
+        if (alpha) {
+            spec.samplesPerPixel = 4;
+            spec.extraKinds = {EXTRASAMPLE_UNASSALPHA};
+        }
+        WriteTiff(work / "in.tif", spec, TestSamples(spec.SampleCount(), 8, alpha ? 46 : 45));
+        const std::string out = work / "out.tif";
+        const std::vector<std::string> base = {"convert", work / "in.tif", out,      "--from",
+                                               s_p.rgb,   "--to",          s_p.cmyk, "-q"};
+        auto run = [&](const std::vector<std::string>& extra) {
+            std::vector<std::string> args = base;
+            args.insert(args.end(), extra.begin(), extra.end());
+            const RunResult r = RunCli(args);
+            EXPECT_EQ(r.code, 0) << r.err;
+            return ReadBytes(out);
+        };
+        const auto reference = run({"--threads", "1"});
+        ASSERT_GT(reference.size(), size_t(spec.width) * spec.height * 4);
+        for (const std::vector<std::string>& extra :
+             std::vector<std::vector<std::string>>{{"--threads", "1", "--band-rows", "1"},
+                                                   {"--threads", "1", "--band-rows", "10"},
+                                                   {"--threads", "4", "--band-rows", "1"},
+                                                   {"--threads", "4", "--band-rows", "7"},
+                                                   {"--threads", "4", "--band-rows", "123"},
+                                                   {"--threads", "4"},
+                                                   {}}) {
+            std::string what = alpha ? "alpha" : "no alpha";
+            for (const auto& e : extra) what += " " + e;
+            EXPECT_EQ(run(extra), reference) << what;
+        }
+    }
+}
+
 TEST_F(ConvertTest, SummaryLineNamesOutputPixelsTimeAndRate) {
     TiffSpec spec;
     WriteTiff(work / "in.tif", spec, TestSamples(spec.SampleCount(), 8, 43));
