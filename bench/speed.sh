@@ -9,6 +9,8 @@
 #
 #   bash bench/speed.sh [SIZE [RUNS]]      (default 8192 pixels square, 5 runs)
 # RGB_PROFILE and PRINTER_PROFILE override the profiles; TMPDIR chooses the scratch folder.
+# SPEED_RESULTS names a file to which each median is appended as a line "size image tool wall
+# cpu" (tool: kvrcolor, kvrcolor-1, tificc, cctiff), for bench/table.sh.
 set -euo pipefail
 export LC_ALL=C
 cd "$(dirname "$0")/.."
@@ -92,6 +94,7 @@ check_output() {
 
 nthreads=$(nproc)
 names=("kvrcolor ($nthreads threads)" "kvrcolor --threads 1" "tificc" "cctiff")
+keys=(kvrcolor kvrcolor-1 tificc cctiff)
 mpix=$(awk -v s="$size" 'BEGIN { printf "%.1f", s * s / 1e6 }')
 echo "Profiles: $rgb -> $printer"
 echo "Intent: relative colorimetric; $size x $size pixels ($mpix MPixel), 8-bit RGB to 8-bit CMYK;"
@@ -131,6 +134,9 @@ for kind in noise smooth; do
             -v k="${walls[0]}" -v k1="${walls[1]}" -v s="$size" -v comp="${comps[$i]}" \
             'BEGIN { printf "%-7s %-22s %8.3f %8.2f %9.1f %10.2f %10.2f  %s\n",
                      kind, name, w, c, s * s / 1e6 / w, w / k, w / k1, comp }'
+        if [ -n "${SPEED_RESULTS:-}" ]; then
+            echo "$size $kind ${keys[$i]} ${walls[$i]} ${cpus[$i]}" >>"$SPEED_RESULTS"
+        fi
     done
     # The gain of the threads: wall time of one thread over wall time of all; CPU time of all
     # over CPU time of one (what the threads cost beyond the work itself, 1 at best).
