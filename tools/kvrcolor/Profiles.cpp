@@ -47,8 +47,17 @@ std::string ProfileBasePath() {
 std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {
     std::ifstream in(path, std::ios::binary);
     if (!in) throw CliError(code, path + ": cannot be read");
-    // In blocks rather than a character at a time: profiles of megabytes are read whole.
+    // A file of known size in one read; anything else (a pipe) in blocks. Never a character at
+    // a time: profiles of megabytes are read whole.
     std::vector<uint8_t> bytes;
+    std::error_code ec;
+    const auto size = fs::is_regular_file(path, ec) ? fs::file_size(path, ec) : 0;
+    if (!ec && size > 0) {
+        bytes.resize(size);
+        in.read(reinterpret_cast<char*>(bytes.data()), std::streamsize(size));
+        bytes.resize(size_t(in.gcount())); // a file that shrank meanwhile
+        if (in.eof()) in.clear(in.rdstate() & ~(std::ios::eofbit | std::ios::failbit));
+    }
     char block[1 << 16];
     while (in.read(block, sizeof block) || in.gcount() > 0)
         bytes.insert(bytes.end(), block, block + in.gcount());
