@@ -12,7 +12,7 @@
 // MPixel/s, lcms2's, the median of the per-repetition ratios to lcms2 (robust when the machine's
 // load changes during the run) and the goal.
 //
-//   bench_SimdBench [repetitions]     (default 7)
+//   bench_SimdBench [repetitions [case]]     (default 7, every case)
 #include <lcms2.h>
 #include <time.h>
 
@@ -91,6 +91,7 @@ std::vector<uint8_t> RandomImage(unsigned chans, unsigned bits) {
 
 int main(int argc, char** argv) {
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 7;
+    const std::string only = argc > 2 ? argv[2] : "";
     for (const char* p : {kSrgb, kPrinter, kPress})
         if (!std::filesystem::is_regular_file(p)) {
             std::fprintf(stderr, "missing profile %s\n", p);
@@ -99,6 +100,7 @@ int main(int argc, char** argv) {
     std::printf("%-14s %-8s %10s %10s %7s %6s\n", "case", "level", "MPix/s", "lcms2", "ratio",
                 "goal");
     for (const Chain& c : kChains) {
+        if (!only.empty() && only != c.name) continue;
         CColorLink link(nullptr);
         if ((c.source && !link.AddProfile(Wide(c.source).c_str(), CMdlColorLink::ProfStepDevToPcs,
                                           IntentPerceptual)) ||
