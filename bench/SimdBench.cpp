@@ -1,14 +1,18 @@
-// Speed of the native link's 8-bit fast pixel path at each instruction-set level this CPU has,
+// Speed of the native link's fast pixel path at each instruction-set level this CPU has,
 // beside lcms2 on the same profiles and intent (perceptual, installed profiles):
-//   RGB8_CMYK8    sRGB to the ghostscript default CMYK printer
-//   CMYK8_CMYK8   the ghostscript press CMYK to that printer
+//   RGB8_CMYK8     sRGB to the ghostscript default CMYK printer
+//   CMYK8_CMYK8    the ghostscript press CMYK to that printer
+//   RGB16_CMYK16   sRGB to that printer, 16 bits
+//   Lab16_CMYK16   Lab to that printer, 16 bits; the native link takes ICC v2 16-bit Lab, so
+//                  lcms2 gets a v2 Lab profile and TYPE_LabV2_16
+//   CMYK16_CMYK16  the press to that printer, 16 bits
 // Each level converts the same random image (4 megapixels) through a path made for it from the
-// link's table (what TrnPixels8 calls); lcms2 runs cmsDoTransform, one thread. Timed by the
-// thread's CPU time; each repetition runs all contenders in turn. Printed: the median MPixel/s,
-// lcms2's, the median of the per-repetition ratios to lcms2 (robust when the machine's load
-// changes during the run) and the goal.
+// link's table (what TrnPixels8 and TrnPixels16 call); lcms2 runs cmsDoTransform, one thread. Timed
+// by the thread's CPU time; each repetition runs all contenders in turn. Printed: the median
+// MPixel/s, lcms2's, the median of the per-repetition ratios to lcms2 (robust when the machine's
+// load changes during the run) and the goal.
 //
-//   bench_SimdBench [repetitions]     (default 7)
+//   bench_SimdBench [repetitions [case]]     (default 7, every case)
 #include <lcms2.h>
 #include <time.h>
 
@@ -29,7 +33,6 @@
 namespace {
 
 constexpr size_t kPixels = size_t(2048) * 2048;
-constexpr double kGoal = 6.0; // the native path should be at least this much faster than lcms2
 
 const char* const kSrgb = "/usr/share/color/icc/sRGB.icc";
 const char* const kPrinter = "/usr/share/color/icc/ghostscript/default_cmyk.icc";
@@ -37,14 +40,18 @@ const char* const kPress = "/usr/share/color/icc/ghostscript/ps_cmyk.icc";
 
 struct Chain {
     const char* name;
-    const char* source;
-    unsigned inFormat, nIn;
-    cmsUInt32Number lcmsIn;
+    const char* source; // null: Lab input
+    unsigned inFormat, nIn, bits;
+    cmsUInt32Number lcmsIn, lcmsOut;
+    double goal; // the native path should be at least this much faster than lcms2
 };
 
 const Chain kChains[] = {
-    {"RGB8_CMYK8", kSrgb, CMdlColorLink::LinkFmtRgb, 3, TYPE_RGB_8},
-    {"CMYK8_CMYK8", kPress, CMdlColorLink::LinkFmtCmyk, 4, TYPE_CMYK_8},
+    {"RGB8_CMYK8", kSrgb, CMdlColorLink::LinkFmtRgb, 3, 8, TYPE_RGB_8, TYPE_CMYK_8, 6.0},
+    {"CMYK8_CMYK8", kPress, CMdlColorLink::LinkFmtCmyk, 4, 8, TYPE_CMYK_8, TYPE_CMYK_8, 6.0},
+    {"RGB16_CMYK16", kSrgb, CMdlColorLink::LinkFmtRgb, 3, 16, TYPE_RGB_16, TYPE_CMYK_16, 3.0},
+    {"Lab16_CMYK16", nullptr, CMdlColorLink::LinkFmtLab, 3, 16, TYPE_LabV2_16, TYPE_CMYK_16, 3.0},
+    {"CMYK16_CMYK16", kPress, CMdlColorLink::LinkFmtCmyk, 4, 16, TYPE_CMYK_16, TYPE_CMYK_16, 3.0},
 };
 
 std::wstring Wide(const char* s) {
@@ -69,8 +76,9 @@ double Median(std::vector<double> v) {
     return v[v.size() / 2];
 }
 
-std::vector<uint8_t> RandomImage(unsigned chans) {
-    std::vector<uint8_t> v(kPixels * chans);
+// Random bytes for `chans` samples of `bits` per pixel.
+std::vector<uint8_t> RandomImage(unsigned chans, unsigned bits) {
+    std::vector<uint8_t> v(kPixels * chans * (bits / 8));
     uint64_t s = 0x243F6A8885A308D3ull;
     for (auto& x : v) {
         s = s * 6364136223846793005ull + 1442695040888963407ull;
@@ -83,27 +91,29 @@ std::vector<uint8_t> RandomImage(unsigned chans) {
 
 int main(int argc, char** argv) {
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 7;
+    const std::string only = argc > 2 ? argv[2] : "";
     for (const char* p : {kSrgb, kPrinter, kPress})
         if (!std::filesystem::is_regular_file(p)) {
             std::fprintf(stderr, "missing profile %s\n", p);
             return 1;
         }
-    std::printf("%-12s %-8s %10s %10s %7s %6s\n", "case", "level", "MPix/s", "lcms2", "ratio",
+    std::printf("%-14s %-8s %10s %10s %7s %6s\n", "case", "level", "MPix/s", "lcms2", "ratio",
                 "goal");
     for (const Chain& c : kChains) {
+        if (!only.empty() && only != c.name) continue;
         CColorLink link(nullptr);
-        if (!link.AddProfile(Wide(c.source).c_str(), CMdlColorLink::ProfStepDevToPcs,
-                             IntentPerceptual) ||
+        if ((c.source && !link.AddProfile(Wide(c.source).c_str(), CMdlColorLink::ProfStepDevToPcs,
+                                          IntentPerceptual)) ||
             !link.AddProfile(Wide(kPrinter).c_str(), CMdlColorLink::ProfStepPcsToDev,
                              IntentPerceptual) ||
             !link.CreateLink(c.inFormat, c.nIn, CMdlColorLink::LinkFmtCmyk, 4) || !link.Table16()) {
             std::fprintf(stderr, "%s: the native link could not be built\n", c.name);
             return 1;
         }
-        cmsHPROFILE in = cmsOpenProfileFromFile(c.source, "r");
+        cmsHPROFILE in =
+            c.source ? cmsOpenProfileFromFile(c.source, "r") : cmsCreateLab2Profile(nullptr);
         cmsHPROFILE out = cmsOpenProfileFromFile(kPrinter, "r");
-        cmsHTRANSFORM lcms =
-            cmsCreateTransform(in, c.lcmsIn, out, TYPE_CMYK_8, INTENT_PERCEPTUAL, 0);
+        cmsHTRANSFORM lcms = cmsCreateTransform(in, c.lcmsIn, out, c.lcmsOut, INTENT_PERCEPTUAL, 0);
         cmsCloseProfile(in);
         cmsCloseProfile(out);
         if (!lcms) {
@@ -111,8 +121,8 @@ int main(int argc, char** argv) {
             return 1;
         }
 
-        const std::vector<uint8_t> src = RandomImage(c.nIn);
-        std::vector<uint8_t> dst(kPixels * 4), first;
+        const std::vector<uint8_t> src = RandomImage(c.nIn, c.bits);
+        std::vector<uint8_t> dst(kPixels * 4 * (c.bits / 8)), first;
 
         // The contenders: lcms2 first, then every level the CPU has.
         struct Contender {
@@ -127,7 +137,7 @@ int main(int argc, char** argv) {
         for (SimdLevel level :
              {SimdLevel::Scalar, SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512}) {
             if (!SimdLevelAvailable(level)) {
-                std::printf("%-12s %-8s %10s\n", c.name, SimdLevelName(level), "(not here)");
+                std::printf("%-14s %-8s %10s\n", c.name, SimdLevelName(level), "(not here)");
                 continue;
             }
             paths.push_back(CFastPixelPath::Make(*link.Table16(), c.nIn, 4, level));
@@ -136,8 +146,16 @@ int main(int argc, char** argv) {
                 return 1;
             }
             const CFastPixelPath* path = paths.back().get();
-            all.push_back({SimdLevelName(level),
-                           [&, path] { path->Trn8(src.data(), dst.data(), unsigned(kPixels)); }});
+            if (c.bits == 8)
+                all.push_back({SimdLevelName(level), [&, path] {
+                                   path->Trn8(src.data(), dst.data(), unsigned(kPixels));
+                               }});
+            else
+                all.push_back({SimdLevelName(level), [&, path] {
+                                   path->Trn16(reinterpret_cast<const uint16_t*>(src.data()),
+                                               reinterpret_cast<uint16_t*>(dst.data()),
+                                               unsigned(kPixels));
+                               }});
             // Every level must give the scalar level's bytes; a benchmark of wrong output is void.
             all.back().run();
             if (first.empty()) first = dst;
@@ -163,8 +181,8 @@ int main(int argc, char** argv) {
         cmsDeleteTransform(lcms);
         const double lcmsSpeed = Median(speed[0]);
         for (size_t i = 1; i < all.size(); ++i)
-            std::printf("%-12s %-8s %10.1f %10.1f %6.2fx %5.1fx\n", c.name, all[i].name.c_str(),
-                        Median(speed[i]), lcmsSpeed, Median(ratio[i]), kGoal);
+            std::printf("%-14s %-8s %10.1f %10.1f %6.2fx %5.1fx\n", c.name, all[i].name.c_str(),
+                        Median(speed[i]), lcmsSpeed, Median(ratio[i]), c.goal);
     }
     return 0;
 }

@@ -254,6 +254,12 @@ public:
     bool Trn16(const uint16_t* src, uint16_t* dst, unsigned count) const override {
         if constexpr (kLanes) {
 #if defined(__SSE2__)
+            if (kernel16) { // whole steps of pixels at once, the rest below
+                const unsigned done = kernel16(kernel16Tables, src, dst, count);
+                src += size_t(done) * In;
+                dst += size_t(done) * NOut;
+                count -= done;
+            }
             uint64_t lastKey = 0;
             uint64_t last = 0; // the samples of the last result, channel 0 lowest
             for (unsigned k = 0; k < count; ++k, src += In, dst += NOut) {
@@ -286,6 +292,9 @@ public:
     SimdLevel Kernel8Level() const override {
         return kernel ? kernelLevel : SimdLevel::Scalar;
     }
+    SimdLevel Kernel16Level() const override {
+        return kernel16 ? kernelLevel : SimdLevel::Scalar;
+    }
 
 private:
     // The several-pixel kernel of `level` for four outputs, if there is one and the grid fits
@@ -295,9 +304,10 @@ private:
             const uint64_t samples = uint64_t(strides[0]) * (gridMax + 1);
             if (gridMax > 255 || 2 * samples + 8 > uint64_t(std::numeric_limits<int32_t>::max()))
                 return;
+            kernelLevel = level;
+            PrepareKernel16(level);
             kernel = FindGridKernel8(In, level);
             if (!kernel) return;
-            kernelLevel = level;
             kernelTables.grid = grid;
             for (unsigned k = 0; k < In; ++k) {
                 for (uint32_t v = 0; v < 256; ++v) {
@@ -311,6 +321,33 @@ private:
             kernelTables.lut = lut8.data();
         } else {
             (void)level;
+        }
+    }
+
+    // The 16-bit kernel's tables: the split of each 12-bit read-out of an input curve, and
+    // the output curves with a sample of padding. The grid's size was checked by the caller.
+    void PrepareKernel16(SimdLevel level) {
+        kernel16 = FindGridKernel16(In, level);
+        if (!kernel16) return;
+        kernel16Tables.grid = grid;
+        kernel16Tables.gridMax = gridMax;
+        for (unsigned k = 0; k < In; ++k) {
+            kernel16Tables.stride[k] = strides[k];
+            kernel16Tables.axis[k] = nullptr;
+            if (!inCurve[k]) continue;
+            axis16[k].resize(kCurveEntries);
+            for (uint32_t i = 0; i < kCurveEntries; ++i) {
+                const AxisPos a = Split(inCurve[k][i], gridMax, strides[k]);
+                axis16[k][i] = uint32_t(a.key >> 32) << 8 | a.offset / strides[k];
+            }
+            kernel16Tables.axis[k] = axis16[k].data();
+        }
+        curve16.assign(4 * size_t(kCurveEntries) + 1, 0);
+        for (unsigned c = 0; c < 4; ++c) {
+            kernel16Tables.curve[c] = nullptr;
+            if (!outCurve[c]) continue;
+            std::memcpy(&curve16[c * kCurveEntries], outCurve[c], kCurveEntries * sizeof(uint16_t));
+            kernel16Tables.curve[c] = &curve16[c * kCurveEntries];
         }
     }
 
@@ -354,6 +391,10 @@ private:
     SimdLevel kernelLevel = SimdLevel::Scalar;
     SGridKernel8Tables kernelTables = {};
     uint32_t axisPacked[In][256] = {}; // the kernel's axis tables
+    GridKernel16 kernel16 = nullptr;   // null: one pixel at a time
+    SGridKernel16Tables kernel16Tables = {};
+    std::vector<uint32_t> axis16[In]; // the 16-bit kernel's axis tables (inputs with a curve)
+    std::vector<uint16_t> curve16;    // the 16-bit kernel's output curves, padded
 };
 
 // The one-input pipeline: the result is a function of the top 12 bits of the input (every

@@ -12,7 +12,8 @@
 //   one 4096-entry table per channel, since a 16-bit curve only reads the top 12 bits of its
 //   input. With three or four outputs all channels are interpolated together in SSE2 lanes,
 //   and a pixel equal to the one before it takes over that pixel's result. At 8 bits with four
-//   outputs, a kernel of SimdGridKernel.h converts several pixels at once when the CPU allows.
+//   outputs, a kernel of SimdGridKernel.h converts several pixels at once when the CPU allows
+//   (8 and 16 bits).
 // - CFunc_16Tab1Mft: every stage reads 12 bits, so the whole result depends on the top 12 bits
 //   of the input (16 bits) or on the byte itself (8 bits) and is tabulated once through the
 //   table's own Trn.
@@ -49,4 +50,6 @@ public:
 
     // The instruction set of the several-pixel kernel Trn8 uses; Scalar when it has none.
     virtual SimdLevel Kernel8Level() const { return SimdLevel::Scalar; }
+    // The same for Trn16.
+    virtual SimdLevel Kernel16Level() const { return SimdLevel::Scalar; }
 };

@@ -167,6 +167,169 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
     return done;
 }
 
+// The 16-bit counterpart, one pixel per 32-bit lane as well. Per pixel the arithmetic is the
+// scalar path's 16-bit loop: the input curve's 12-bit read-out and the grid's split of the
+// result into node index and fraction, p = a * (P - 1), index = p / 65535, fraction
+// p % 65535 (read from a table by the top 12 bits when the input has a curve, computed from
+// the sample when it has none); the same simplex and sums as Grid8; the output curve read by
+// the top 12 bits of the 16-bit grid result, or that result itself when the curve is skipped.
+template <unsigned In>
+unsigned Grid16(const SGridKernel16Tables& t, const uint16_t* src, uint16_t* dst, unsigned count) {
+    const hn::ScalableTag<uint32_t> du;
+    const hn::RebindToSigned<decltype(du)> di;
+    using VU = hn::Vec<decltype(du)>;
+    using VI = hn::Vec<decltype(di)>;
+    using MU = hn::Mask<decltype(du)>;
+    const unsigned n = unsigned(hn::Lanes(du));
+
+    const hn::Rebind<uint16_t, decltype(du)> d16; // one sample per pixel
+    const hn::Repartition<uint64_t, decltype(du)> d64;
+    const hn::RebindToSigned<decltype(d64)> di64;
+    const hn::Half<decltype(di)> dh;
+    const uint64_t* grid64 = reinterpret_cast<const uint64_t*>(t.grid);
+    const VU byteMask = hn::Set(du, 0xFFu), sampleMask = hn::Set(du, 0xFFFFu);
+    const VU one = hn::Set(du, 1u), half = hn::Set(du, 32767u), unit = hn::Set(du, 65535u);
+    const VU gridMax = hn::Set(du, t.gridMax);
+
+    uint16_t lastIn[In] = {}, lastOut[4] = {}; // the last pixel converted and its result
+    bool haveLast = false;
+    unsigned done = 0;
+    for (; done + n <= count; done += n, src += n * In, dst += n * 4) {
+        VU in[In];
+        if constexpr (In == 3) {
+            hn::Vec<decltype(d16)> a, b, c;
+            hn::LoadInterleaved3(d16, src, a, b, c);
+            in[0] = hn::PromoteTo(du, a);
+            in[1] = hn::PromoteTo(du, b);
+            in[2] = hn::PromoteTo(du, c);
+        } else {
+            hn::Vec<decltype(d16)> a, b, c, d;
+            hn::LoadInterleaved4(d16, src, a, b, c, d);
+            in[0] = hn::PromoteTo(du, a);
+            in[1] = hn::PromoteTo(du, b);
+            in[2] = hn::PromoteTo(du, c);
+            in[3] = hn::PromoteTo(du, d);
+        }
+        // A step of pixels all equal to the last one converted takes over its result.
+        if (haveLast) {
+            MU same = hn::Eq(in[0], hn::Set(du, lastIn[0]));
+#pragma GCC unroll 4
+            for (unsigned k = 1; k < In; ++k)
+                same = hn::And(same, hn::Eq(in[k], hn::Set(du, lastIn[k])));
+            if (hn::AllTrue(du, same)) {
+                const VU lo = hn::Set(du, uint32_t(lastOut[0]) | uint32_t(lastOut[1]) << 16);
+                const VU hi = hn::Set(du, uint32_t(lastOut[2]) | uint32_t(lastOut[3]) << 16);
+                hn::StoreInterleaved2(lo, hi, du, reinterpret_cast<uint32_t*>(dst));
+                continue;
+            }
+        }
+
+        VI f[In];
+        VU step[In];
+        VU base = hn::Zero(du);
+#pragma GCC unroll 4
+        for (unsigned k = 0; k < In; ++k) {
+            VU index, frac;
+            if (t.axis[k]) {
+                const VU e = hn::GatherIndex(du, t.axis[k],
+                                             hn::BitCast(di, hn::ShiftRight<kLutShift>(in[k])));
+                frac = hn::ShiftRight<8>(e);
+                index = hn::And(e, byteMask);
+            } else {
+                // p / 65535 for p below 2^24 as in the output division below.
+                const VU p = hn::Mul(in[k], gridMax);
+                index = hn::ShiftRight<16>(hn::Add(hn::Add(p, hn::ShiftRight<16>(p)), one));
+                frac = hn::Sub(p, hn::Mul(index, unit));
+            }
+            f[k] = hn::BitCast(di, frac);
+            const VU stride = hn::Set(du, t.stride[k]);
+            base = hn::Add(base, hn::Mul(index, stride));
+            step[k] = hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(f[k], hn::Zero(di))), stride);
+        }
+
+        auto order = [&](unsigned i, unsigned j) {
+            const auto swap = hn::Lt(f[i], f[j]);
+            const VI fi = hn::IfThenElse(swap, f[j], f[i]);
+            f[j] = hn::IfThenElse(swap, f[i], f[j]);
+            f[i] = fi;
+            const auto swapU = hn::RebindMask(du, swap);
+            const VU si = hn::IfThenElse(swapU, step[j], step[i]);
+            step[j] = hn::IfThenElse(swapU, step[i], step[j]);
+            step[i] = si;
+        };
+        SortCellFractions<In>(order);
+
+        VU node[In + 1], weight[In];
+        node[0] = base;
+#pragma GCC unroll 4
+        for (unsigned k = 0; k < In; ++k) node[k + 1] = hn::Add(node[k], step[k]);
+#pragma GCC unroll 4
+        for (unsigned k = 0; k + 1 < In; ++k) weight[k] = hn::BitCast(du, hn::Sub(f[k], f[k + 1]));
+        weight[In - 1] = hn::BitCast(du, f[In - 1]);
+        const VU wSum = hn::BitCast(du, f[0]);
+
+        VU s[4] = {half, half, half, half};
+        VU t0[4];
+#pragma GCC unroll 5
+        for (unsigned j = 0; j <= In; ++j) {
+            const VI at = hn::BitCast(di, hn::ShiftLeft<1>(node[j]));
+            const VU first = hn::BitCast(
+                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::LowerHalf(dh, at))));
+            const VU second = hn::BitCast(
+                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::UpperHalf(dh, at))));
+            const VU lo = hn::ConcatEven(du, second, first);
+            const VU hi = hn::ConcatOdd(du, second, first);
+            const VU ch[4] = {hn::And(lo, sampleMask), hn::ShiftRight<16>(lo),
+                              hn::And(hi, sampleMask), hn::ShiftRight<16>(hi)};
+            if (j == 0) {
+#pragma GCC unroll 4
+                for (unsigned c = 0; c < 4; ++c) {
+                    t0[c] = ch[c];
+                    s[c] = hn::Sub(s[c], hn::Mul(wSum, ch[c]));
+                }
+            } else {
+#pragma GCC unroll 4
+                for (unsigned c = 0; c < 4; ++c)
+                    s[c] = hn::Add(s[c], hn::Mul(weight[j - 1], ch[c]));
+            }
+        }
+
+        VU out[4];
+#pragma GCC unroll 4
+        for (unsigned c = 0; c < 4; ++c) {
+            const VU sign = hn::BitCast(du, hn::BroadcastSignBit(hn::BitCast(di, s[c])));
+            const VU mag = hn::Sub(hn::Xor(s[c], sign), sign);
+            VU q = hn::ShiftRight<16>(hn::Add(hn::Add(mag, hn::ShiftRight<16>(mag)), one));
+            q = hn::Sub(hn::Xor(q, sign), sign);
+            out[c] = hn::And(hn::Add(t0[c], q), sampleMask);
+            if (t.curve[c]) {
+                // Byte offset of entry v >> 4 of 16-bit samples: (v >> 4) * 2.
+                const VI at = hn::BitCast(di, hn::ShiftLeft<1>(hn::ShiftRight<kLutShift>(out[c])));
+                out[c] =
+                    hn::And(hn::GatherOffset(du, reinterpret_cast<const uint32_t*>(t.curve[c]), at),
+                            sampleMask);
+            }
+        }
+        const VU lo = hn::Or(out[0], hn::ShiftLeft<16>(out[1]));
+        const VU hi = hn::Or(out[2], hn::ShiftLeft<16>(out[3]));
+        hn::StoreInterleaved2(lo, hi, du, reinterpret_cast<uint32_t*>(dst));
+
+        std::memcpy(lastIn, src + (n - 1) * In, sizeof lastIn);
+        std::memcpy(lastOut, dst + (n - 1) * 4, sizeof lastOut);
+        haveLast = true;
+    }
+    return done;
+}
+
+unsigned Grid16In3(const SGridKernel16Tables& t, const uint16_t* src, uint16_t* dst,
+                   unsigned count) {
+    return Grid16<3>(t, src, dst, count);
+}
+unsigned Grid16In4(const SGridKernel16Tables& t, const uint16_t* src, uint16_t* dst,
+                   unsigned count) {
+    return Grid16<4>(t, src, dst, count);
+}
+
 unsigned Grid8In3(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, unsigned count) {
     return Grid8<3>(t, src, dst, count);
 }
@@ -190,29 +353,33 @@ struct SLevelKernels {
     const char* name;
     int64_t target; // Highway's bit of the instruction set, 0 for none
     GridKernel8 in3, in4;
+    GridKernel16 in3x16, in4x16;
 };
 
 // Highway's AVX3 target is AVX-512 F/VL/DQ/BW. A level this build has no code for keeps null
 // kernels and counts as unavailable.
 const SLevelKernels kLevels[] = {
-    {SimdLevel::Scalar, "scalar", 0, nullptr, nullptr},
+    {SimdLevel::Scalar, "scalar", 0, nullptr, nullptr, nullptr, nullptr},
 #if HWY_TARGETS & HWY_SSE4
     {SimdLevel::Sse4, "sse4", HWY_SSE4, kvr_grid_simd::N_SSE4::Grid8In3,
-     kvr_grid_simd::N_SSE4::Grid8In4},
+     kvr_grid_simd::N_SSE4::Grid8In4, kvr_grid_simd::N_SSE4::Grid16In3,
+     kvr_grid_simd::N_SSE4::Grid16In4},
 #else
-    {SimdLevel::Sse4, "sse4", 0, nullptr, nullptr},
+    {SimdLevel::Sse4, "sse4", 0, nullptr, nullptr, nullptr, nullptr},
 #endif
 #if HWY_TARGETS & HWY_AVX2
     {SimdLevel::Avx2, "avx2", HWY_AVX2, kvr_grid_simd::N_AVX2::Grid8In3,
-     kvr_grid_simd::N_AVX2::Grid8In4},
+     kvr_grid_simd::N_AVX2::Grid8In4, kvr_grid_simd::N_AVX2::Grid16In3,
+     kvr_grid_simd::N_AVX2::Grid16In4},
 #else
-    {SimdLevel::Avx2, "avx2", 0, nullptr, nullptr},
+    {SimdLevel::Avx2, "avx2", 0, nullptr, nullptr, nullptr, nullptr},
 #endif
 #if HWY_TARGETS & HWY_AVX3
     {SimdLevel::Avx512, "avx512", HWY_AVX3, kvr_grid_simd::N_AVX3::Grid8In3,
-     kvr_grid_simd::N_AVX3::Grid8In4},
+     kvr_grid_simd::N_AVX3::Grid8In4, kvr_grid_simd::N_AVX3::Grid16In3,
+     kvr_grid_simd::N_AVX3::Grid16In4},
 #else
-    {SimdLevel::Avx512, "avx512", 0, nullptr, nullptr},
+    {SimdLevel::Avx512, "avx512", 0, nullptr, nullptr, nullptr, nullptr},
 #endif
 };
 
@@ -268,5 +435,11 @@ GridKernel8 FindGridKernel8(unsigned nIn, SimdLevel level) {
     if (!SimdLevelAvailable(level)) return nullptr;
     const SLevelKernels& k = Kernels(level);
     return nIn == 3 ? k.in3 : nIn == 4 ? k.in4 : nullptr;
+}
+
+GridKernel16 FindGridKernel16(unsigned nIn, SimdLevel level) {
+    if (!SimdLevelAvailable(level)) return nullptr;
+    const SLevelKernels& k = Kernels(level);
+    return nIn == 3 ? k.in3x16 : nIn == 4 ? k.in4x16 : nullptr;
 }
 #endif // HWY_ONCE

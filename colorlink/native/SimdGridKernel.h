@@ -1,6 +1,6 @@
-// Grid kernels of the fast pixel path that convert several 8-bit pixels at once, one pixel per
-// 32-bit vector lane, for three- and four-input grids with four outputs (RGB8 and CMYK8 to
-// CMYK8, the hot cases of a RIP). They do the fast path's own arithmetic in unsigned lanes,
+// Grid kernels of the fast pixel path that convert several 8- or 16-bit pixels at once, one pixel
+// per 32-bit vector lane, for three- and four-input grids with four outputs (RGB, Lab and CMYK
+// to CMYK, the hot cases of a RIP). They do the fast path's own arithmetic in unsigned lanes,
 // wrap-around and rounding included, so their bytes are the scalar path's bytes.
 //
 // The instruction set is chosen at run time per link: the best the CPU has, or the one the
@@ -46,3 +46,22 @@ using GridKernel8 = unsigned (*)(const SGridKernel8Tables& tables, const uint8_t
 // The kernel for `nIn` inputs (3 or 4) and four outputs at `level`, or null for Scalar, for a
 // level this CPU lacks or for another input count.
 GridKernel8 FindGridKernel8(unsigned nIn, SimdLevel level);
+
+// What a 16-bit kernel reads, prepared once per link by the fast path like the 8-bit tables.
+struct SGridKernel16Tables {
+    const uint16_t* grid; // the nodes, four samples each, the last input fastest
+    // Per input with a curve, by the top 12 bits of a sample: fraction << 8 | node index; null
+    // for an input without a curve, whose split the kernel computes from the sample itself.
+    const uint32_t* axis[4];
+    uint32_t stride[4]; // sample distance between nodes along each input
+    uint32_t gridMax;   // grid points per axis - 1
+    // Per output, the curve's 4096 samples by the top 12 bits with one sample of padding after
+    // (a kernel reads two at once); null for an output without a curve.
+    const uint16_t* curve[4];
+};
+
+using GridKernel16 = unsigned (*)(const SGridKernel16Tables& tables, const uint16_t* src,
+                                  uint16_t* dst, unsigned count);
+
+// The 16-bit kernel for `nIn` inputs (3 or 4) and four outputs, as FindGridKernel8.
+GridKernel16 FindGridKernel16(unsigned nIn, SimdLevel level);

@@ -1,6 +1,7 @@
 // The several-pixel kernels of the fast path against its one-pixel-at-a-time loop (the level
 // Scalar, itself checked against the table's Trn by FastPixelPathTest): every level this CPU
-// has, byte for byte, on RGB8->CMYK8 and CMYK8->CMYK8 (and Lab8->CMYK8, the same kernel).
+// has, byte for byte, on RGB8->CMYK8 and CMYK8->CMYK8 (and Lab8->CMYK8, the same kernel), and
+// sample for sample on RGB16, Lab16 and CMYK16 to CMYK16.
 //
 // Tables: pipelines with random nodes over the whole 16-bit range (so the sums pass 2^31 and
 // wrap) and random curves, with and without the curves; links built from the default profiles
@@ -155,6 +156,113 @@ void CheckTable(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level,
                           0u);
 }
 
+// ---- 16-bit pixels ----
+
+std::vector<uint16_t> RandomPixels16(size_t count, unsigned nIn, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<uint32_t> any(0, 65535);
+    std::vector<uint16_t> v(count * nIn);
+    for (auto& x : v) x = uint16_t(any(rng));
+    return v;
+}
+
+// Runs of equal pixels as RunsOfEqualPixels, with 16-bit samples; pixels of a run may differ
+// from the run before in one sample's low bits only (the kernel must compare whole samples).
+std::vector<uint16_t> RunsOfEqualPixels16(size_t count, unsigned nIn, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<uint32_t> any(0, 65535), run(1, 40), coin(0, 3), ch(0, nIn - 1);
+    std::vector<uint16_t> v, before(nIn, 0), last(nIn, 0);
+    while (v.size() < count * nIn) {
+        std::vector<uint16_t> px(nIn);
+        const uint32_t kind = coin(rng);
+        if (kind == 0) {
+            px = before;
+        } else if (kind == 1) {
+            px = last;
+            px[ch(rng)] ^= 1;
+        } else {
+            for (auto& x : px) x = uint16_t(any(rng));
+        }
+        for (unsigned r = run(rng); r > 0 && v.size() < count * nIn; --r)
+            v.insert(v.end(), px.begin(), px.end());
+        before = last;
+        last = px;
+    }
+    for (uint16_t value : {uint16_t(0), uint16_t(65535)})
+        v.insert(v.end(), size_t(100) * nIn, value);
+    return v;
+}
+
+// Every combination of the ends, the middle and the 12-bit steps around them over all
+// channels, then every sample value of each channel with the others held at 0, at the middle
+// and at 65535.
+std::vector<uint16_t> EdgePixels16(unsigned nIn) {
+    const uint16_t special[] = {0, 1, 15, 16, 4095, 32767, 32768, 32896, 65279, 65534, 65535};
+    std::vector<uint16_t> v;
+    std::vector<size_t> idx(nIn, 0);
+    for (;;) {
+        for (unsigned c = 0; c < nIn; ++c) v.push_back(special[idx[c]]);
+        unsigned c = 0;
+        while (c < nIn && ++idx[c] == std::size(special)) idx[c++] = 0;
+        if (c == nIn) break;
+    }
+    for (unsigned ch = 0; ch < nIn; ++ch)
+        for (uint32_t fixed : {0u, 32768u, 65535u})
+            for (uint32_t x = 0; x <= 65535; ++x)
+                for (unsigned c = 0; c < nIn; ++c) v.push_back(uint16_t(c == ch ? x : fixed));
+    return v;
+}
+
+// Differing samples between the two paths' Trn16 on `src`; the first is reported.
+size_t Mismatches16(const CFastPixelPath& scalar, const CFastPixelPath& kernel, const uint16_t* src,
+                    size_t count, unsigned nIn, const std::string& what) {
+    std::vector<uint16_t> want(count * 4, 0x5A5A), got(count * 4, 0xA5A5);
+    EXPECT_TRUE(scalar.Trn16(src, want.data(), unsigned(count)));
+    EXPECT_TRUE(kernel.Trn16(src, got.data(), unsigned(count)));
+    size_t n = 0;
+    for (size_t i = 0; i < want.size(); ++i) {
+        if (want[i] == got[i]) continue;
+        if (n++ == 0) {
+            const size_t px = i / 4;
+            std::string in;
+            for (unsigned c = 0; c < nIn; ++c) in += " " + std::to_string(src[px * nIn + c]);
+            ADD_FAILURE() << what << ": pixel " << px << " of " << count << " (in" << in
+                          << ") channel " << i % 4 << ": scalar " << want[i] << ", kernel "
+                          << got[i];
+        }
+    }
+    return n;
+}
+
+// All 16-bit pixel sets on one table at one level, as CheckTable.
+void CheckTable16(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level,
+                  const std::string& name, size_t randomPixels, uint32_t seed) {
+    ASSERT_NE(FindGridKernel16(nIn, level), nullptr) << SimdLevelName(level);
+    const auto scalar = CFastPixelPath::Make(table, nIn, 4, SimdLevel::Scalar);
+    const auto kernel = CFastPixelPath::Make(table, nIn, 4, level);
+    ASSERT_NE(scalar, nullptr) << name;
+    ASSERT_NE(kernel, nullptr) << name;
+    EXPECT_EQ(scalar->Kernel16Level(), SimdLevel::Scalar) << name;
+    ASSERT_EQ(kernel->Kernel16Level(), level) << name; // the kernel is really the one compared
+    const std::string what = name + ", 16 bits, " + SimdLevelName(level);
+
+    const auto rnd = RandomPixels16(randomPixels, nIn, seed);
+    EXPECT_EQ(Mismatches16(*scalar, *kernel, rnd.data(), randomPixels, nIn, what + ", random"), 0u);
+    const auto edge = EdgePixels16(nIn);
+    EXPECT_EQ(Mismatches16(*scalar, *kernel, edge.data(), edge.size() / nIn, nIn, what + ", edges"),
+              0u);
+    const auto runs = RunsOfEqualPixels16(20000, nIn, seed + 1);
+    EXPECT_EQ(Mismatches16(*scalar, *kernel, runs.data(), runs.size() / nIn, nIn, what + ", runs"),
+              0u);
+    for (const auto* set : {&rnd, &runs})
+        for (size_t start : {0u, 1u, 7u})
+            for (size_t count = 1; count <= 67; ++count)
+                EXPECT_EQ(Mismatches16(*scalar, *kernel, set->data() + start * nIn, count, nIn,
+                                       what + ", " + std::to_string(count) + " pixels from " +
+                                           std::to_string(start)),
+                          0u);
+}
+
 // The tests of the kernels run once per level; a level the CPU lacks is skipped, saying so.
 class SimdGridKernelLevel : public ::testing::TestWithParam<SimdLevel> {
 protected:
@@ -200,7 +308,12 @@ TEST(SimdGridKernel, ScalarLevelHasNoKernelAndIsAlwaysAvailable) {
     EXPECT_TRUE(SimdLevelAvailable(SimdLevel::Scalar));
     EXPECT_EQ(FindGridKernel8(3, SimdLevel::Scalar), nullptr);
     EXPECT_EQ(FindGridKernel8(4, SimdLevel::Scalar), nullptr);
-    for (SimdLevel level : kKernelLevels) EXPECT_EQ(FindGridKernel8(5, level), nullptr);
+    EXPECT_EQ(FindGridKernel16(3, SimdLevel::Scalar), nullptr);
+    EXPECT_EQ(FindGridKernel16(4, SimdLevel::Scalar), nullptr);
+    for (SimdLevel level : kKernelLevels) {
+        EXPECT_EQ(FindGridKernel8(5, level), nullptr);
+        EXPECT_EQ(FindGridKernel16(5, level), nullptr);
+    }
 }
 
 TEST(SimdGridKernel, LevelNamesRoundTrip) {
@@ -253,6 +366,8 @@ TEST(SimdGridKernel, SettingForcesTheLevelOfANewPath) {
         EXPECT_EQ(SimdLevelSetting(), expected) << SimdLevelName(level);
         EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel8Level(), expected)
             << SimdLevelName(level);
+        EXPECT_EQ(CFastPixelPath::Make(*table, 3, 4)->Kernel16Level(), expected)
+            << SimdLevelName(level);
     }
 }
 
@@ -278,6 +393,30 @@ TEST_P(SimdGridKernelLevel, FourInputsWithoutCurvesAndSmallGrid) {
     CheckTable(*plain, 4, GetParam(), "4 in random 5 no curves", kVariantPixels, 205);
     const auto two = RandomPipeline<CFunc_16Tab4Mft>(2, false, 204);
     CheckTable(*two, 4, GetParam(), "4 in random 2", kVariantPixels, 206);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitThreeInputsRandomTableWrapsLikeScalar) {
+    const auto table = RandomPipeline<CFunc_16Tab3Mft>(33, false, 111);
+    CheckTable16(*table, 3, GetParam(), "3 in random 33", kSyntheticPixels, 112);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitThreeInputsWithoutCurvesAndSmallGrid) {
+    const auto plain = RandomPipeline<CFunc_16Tab3Mft>(9, true, 113);
+    CheckTable16(*plain, 3, GetParam(), "3 in random 9 no curves", kSyntheticPixels, 115);
+    const auto two = RandomPipeline<CFunc_16Tab3Mft>(2, false, 114);
+    CheckTable16(*two, 3, GetParam(), "3 in random 2", kVariantPixels, 116);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitFourInputsRandomTableWrapsLikeScalar) {
+    const auto table = RandomPipeline<CFunc_16Tab4Mft>(17, false, 211);
+    CheckTable16(*table, 4, GetParam(), "4 in random 17", kSyntheticPixels, 212);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitFourInputsWithoutCurvesAndSmallGrid) {
+    const auto plain = RandomPipeline<CFunc_16Tab4Mft>(5, true, 213);
+    CheckTable16(*plain, 4, GetParam(), "4 in random 5 no curves", kSyntheticPixels, 215);
+    const auto two = RandomPipeline<CFunc_16Tab4Mft>(2, false, 214);
+    CheckTable16(*two, 4, GetParam(), "4 in random 2", kVariantPixels, 216);
 }
 
 // ---- links from the default profiles and the corpus ----
@@ -353,6 +492,39 @@ TEST_P(SimdGridKernelLevel, LinkCorpusCmykToCorpusCmyk) {
     CheckLink(GetParam(), kvrtest::CorpusProfile("ps_cmyk.icc"),
               kvrtest::CorpusProfile("FOGRA39L_low.icc"), CMdlColorLink::LinkFmtCmyk, 4,
               IntentRelative, kVariantPixels, 306);
+}
+
+// A link from `source` (empty: Lab) to `dest`, 16 bits, checked at `level`.
+void CheckLink16(SimdLevel level, const fs::path& source, const fs::path& dest, unsigned inFmt,
+                 unsigned nIn, enmRenderingIntent intent, size_t randomPixels, uint32_t seed) {
+    const CColorLink* link = SharedLink(source, dest, inFmt, nIn, intent);
+    ASSERT_NE(link, nullptr);
+    const std::string name = (source.empty() ? std::string("Lab") : source.filename().string()) +
+                             " to " + dest.filename().string();
+    CheckTable16(*link->Table16(), nIn, level, name, randomPixels, seed);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitLinkDefaultRgbToDefaultCmyk) {
+    CheckLink16(GetParam(), DefaultProfile("InputRgb/kvr-srgb.icc"),
+                DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtRgb, 3,
+                IntentPerceptual, kRandomPixels, 311);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitLinkCorpusRgbToCmyk) {
+    CheckLink16(GetParam(), kvrtest::CorpusProfile("sRGB.icc"),
+                kvrtest::CorpusProfile("default_cmyk.icc"), CMdlColorLink::LinkFmtRgb, 3,
+                IntentRelative, kVariantPixels, 312);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitLinkLabToDefaultCmyk) {
+    CheckLink16(GetParam(), {}, DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtLab,
+                3, IntentPerceptual, kRandomPixels, 314);
+}
+
+TEST_P(SimdGridKernelLevel, SixteenBitLinkCorpusCmykToDefaultCmyk) {
+    CheckLink16(GetParam(), kvrtest::CorpusProfile("default_cmyk.icc"),
+                DefaultProfile("Printer/kvr-cmyk.icc"), CMdlColorLink::LinkFmtCmyk, 4,
+                IntentPerceptual, kRandomPixels, 315);
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, SimdGridKernelLevel, ::testing::ValuesIn(kKernelLevels),
