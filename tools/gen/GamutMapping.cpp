@@ -18,6 +18,18 @@ constexpr double kDeepCeiling = 0.15;  // up to this one: dark colours have litt
 // The deep levels span this fraction of the darkest neutral's lightness below it: a press
 // prints little darker than its darkest neutral (this one the blue of three inks).
 constexpr double kDeepSpan = 0.15;
+// The share of the way to the printer's cusp lightness that a colour at the source's cusp
+// chroma moves. The whole way holds the mapped lightness level over long stretches of the
+// ramps from a primary toward white or black, where the falling chroma takes back the move as
+// fast as the source's lightness changes; the table's interpolation then turns such a ramp
+// back (blue toward white most). At this share the ramps keep their direction with margin,
+// and the primaries still keep most of the printer's chroma.
+constexpr double kLightnessShift = 0.6;
+// Lightness counts twice in the relative intent's colour difference: a colour beyond the
+// gamut then moves to the boundary more across chroma than across lightness, so that along a
+// ramp toward white or black its printed lightness keeps the ramp's direction (with equal
+// weights the nearest colour of a fading blue slides down the boundary below the cusp).
+constexpr double kRelativeLightnessWeight = 2.0;
 
 // The matrices between D50 XYZ and Oklab's cone responses.
 struct SOklabMatrices {
@@ -247,7 +259,7 @@ SLch CGamutBoundary::Cusp(double h) const {
 double CGamutMapper::Shift(double C, double h) const {
     const SLch src = m_source.Cusp(h), dst = m_printer.Cusp(h);
     const double r = src.C > 0.0 ? std::min(1.0, C / src.C) : 0.0;
-    return (dst.L - src.L) * r;
+    return kLightnessShift * (dst.L - src.L) * r;
 }
 
 SLch CGamutMapper::Prepare(const Vec3& lab, double& focalL) const {
@@ -340,18 +352,19 @@ Vec3 CGamutMapper::Relative(const Vec3& lab, Vec3& anchor) const {
     // The nearest colour of the hue's slice: at each lightness the slice holds a range of
     // chroma, so the nearest colour there has the chroma of the range nearest the colour's.
     const auto nearestC = [&](double L, double& C) {
+        // Only down to the darkest neutral: the press's few deeper colours would make ramps
+        // to black turn back up to black's neutral.
+        if (L < m_printer.DarkL()) return false;
         double lo, hi;
         if (!m_printer.ChromaRange(L, lch.h, lo, hi)) return false;
-        // Below the neutrals only colours of at least that chroma: a grey darker than the
-        // darkest neutral goes to that neutral, not to a dark colour of some hue.
-        if (lo > 0.0 && lch.C < lo) return false;
         C = std::clamp(lch.C, lo, hi);
         return true;
     };
     const auto distance = [&](double L) {
         double C;
         if (!nearestC(L, C)) return HUGE_VAL;
-        return (L - lch.L) * (L - lch.L) + (C - lch.C) * (C - lch.C);
+        const double dL = kRelativeLightnessWeight * (L - lch.L);
+        return dL * dL + (C - lch.C) * (C - lch.C);
     };
     int best = kNearestSamples;
     double bestD = HUGE_VAL;
@@ -378,12 +391,8 @@ Vec3 CGamutMapper::Relative(const Vec3& lab, Vec3& anchor) const {
         L = double(best) / kNearestSamples;
         nearestC(L, C);
     }
-    // The anchor: the neutral of that lightness, or below the neutrals the middle of the
-    // range of chroma that prints there.
-    double lo = 0.0, hi = 0.0;
-    m_printer.ChromaRange(L, lch.h, lo, hi);
-    anchor = L >= m_printer.DarkL() ? Vec3{OklabToLab({L, 0.0, 0.0})[0], 0.0, 0.0}
-                                    : OklabToLab(FromLch({L, 0.5 * (lo + hi), lch.h}));
+    // The anchor: the neutral of that lightness.
+    anchor = {OklabToLab({L, 0.0, 0.0})[0], 0.0, 0.0};
     return OklabToLab(FromLch({L, C, lch.h}));
 }
 
