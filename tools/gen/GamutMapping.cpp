@@ -25,11 +25,13 @@ constexpr double kDeepSpan = 0.15;
 // back (blue toward white most). At this share the ramps keep their direction with margin,
 // and the primaries still keep most of the printer's chroma.
 constexpr double kLightnessShift = 0.6;
-// Lightness counts twice in the relative intent's colour difference: a colour beyond the
-// gamut then moves to the boundary more across chroma than across lightness, so that along a
-// ramp toward white or black its printed lightness keeps the ramp's direction (with equal
+// Lightness counts up to twice in the relative intent's colour difference: a colour far beyond
+// the gamut then moves to the boundary more across chroma than across lightness, so that along
+// a ramp toward white or black its printed lightness keeps the ramp's direction (with equal
 // weights the nearest colour of a fading blue slides down the boundary below the cusp).
 constexpr double kRelativeLightnessWeight = 2.0;
+// Oklab distance outside the gamut from which that weight holds in full (from 1 at the gamut).
+constexpr double kWeightReach = 0.06;
 
 // The matrices between D50 XYZ and Oklab's cone responses.
 struct SOklabMatrices {
@@ -360,37 +362,52 @@ Vec3 CGamutMapper::Relative(const Vec3& lab, Vec3& anchor) const {
         C = std::clamp(lch.C, lo, hi);
         return true;
     };
-    const auto distance = [&](double L) {
-        double C;
-        if (!nearestC(L, C)) return HUGE_VAL;
-        const double dL = kRelativeLightnessWeight * (L - lch.L);
-        return dL * dL + (C - lch.C) * (C - lch.C);
-    };
-    int best = kNearestSamples;
-    double bestD = HUGE_VAL;
-    for (int i = 0; i <= kNearestSamples; ++i) {
-        const double d = distance(double(i) / kNearestSamples);
-        if (d < bestD) {
-            bestD = d;
-            best = i;
+    // The lightness of the nearest colour with lightness differences weighted by `weight`, and
+    // the squared distance to it.
+    const auto search = [&](double weight, double& bestD) {
+        const auto distance = [&](double L) {
+            double C;
+            if (!nearestC(L, C)) return HUGE_VAL;
+            const double dL = weight * (L - lch.L);
+            return dL * dL + (C - lch.C) * (C - lch.C);
+        };
+        int best = kNearestSamples;
+        bestD = HUGE_VAL;
+        for (int i = 0; i <= kNearestSamples; ++i) {
+            const double d = distance(double(i) / kNearestSamples);
+            if (d < bestD) {
+                bestD = d;
+                best = i;
+            }
         }
+        // Golden-section search between the neighbours of the best sample.
+        double a = double(std::max(0, best - 1)) / kNearestSamples;
+        double b = double(std::min(kNearestSamples, best + 1)) / kNearestSamples;
+        const double g = (std::sqrt(5.0) - 1.0) / 2.0;
+        for (int step = 0; step < 40; ++step) {
+            const double x1 = b - g * (b - a), x2 = a + g * (b - a);
+            if (distance(x1) <= distance(x2))
+                b = x2;
+            else
+                a = x1;
+        }
+        double C;
+        const double L = 0.5 * (a + b);
+        return nearestC(L, C) ? L : double(best) / kNearestSamples;
+    };
+    // Lightness weighs more the farther the colour lies outside the gamut: near the boundary
+    // the plain nearest colour keeps the table's interpolation between printable nodes and
+    // those just outside them close to the press's colours.
+    double plainD;
+    double L = search(1.0, plainD);
+    if (plainD < HUGE_VAL) {
+        const double far = std::min(1.0, std::sqrt(plainD) / kWeightReach);
+        double weightedD;
+        const double weighted = search(1.0 + (kRelativeLightnessWeight - 1.0) * far, weightedD);
+        if (weightedD < HUGE_VAL) L = weighted;
     }
-    // Golden-section search between the neighbours of the best sample.
-    double a = double(std::max(0, best - 1)) / kNearestSamples;
-    double b = double(std::min(kNearestSamples, best + 1)) / kNearestSamples;
-    const double g = (std::sqrt(5.0) - 1.0) / 2.0;
-    for (int step = 0; step < 40; ++step) {
-        const double x1 = b - g * (b - a), x2 = a + g * (b - a);
-        if (distance(x1) <= distance(x2))
-            b = x2;
-        else
-            a = x1;
-    }
-    double L = 0.5 * (a + b), C = 0.0;
-    if (!nearestC(L, C)) {
-        L = double(best) / kNearestSamples;
-        nearestC(L, C);
-    }
+    double C = 0.0;
+    nearestC(L, C);
     // The anchor: the neutral of that lightness.
     anchor = {OklabToLab({L, 0.0, 0.0})[0], 0.0, 0.0};
     return OklabToLab(FromLch({L, C, lch.h}));

@@ -26,12 +26,12 @@
 //   knee compression toward the cusp lightness (the SGCK method of the CIE 156 guidelines).
 // - Saturation: the same black point scaling and lightness move, then colours outside the
 //   printer's gamut clipped along the same line: the most chroma the printer has at the hue.
-// - Relative: colours darker than the printer's darkest neutral are raised to its lightness
-//   (the press's few deeper colours are not used: ramps to black would turn back up to black's
-//   neutral); colours outside the gamut go to the nearest colour of the printer's gamut at the
-//   same Oklab hue (hue-preserving minimum colour difference, lightness weighted twice, so that
-//   the printed lightness keeps the direction of ramps toward white or black); greys darker than
-//   the printer's darkest neutral thus go to that neutral.
+// - Relative: colours outside the gamut go to the nearest colour of the printer's gamut at the
+//   same Oklab hue (hue-preserving minimum colour difference) no darker than its darkest
+//   neutral (a dark colour that does not print would otherwise go to one of the press's few
+//   deeper colours, and ramps to black would turn back up to black's neutral). Far outside the
+//   gamut lightness weighs up to twice, so that the printed lightness keeps the direction of
+//   ramps toward white or black. Greys darker than the darkest neutral go to that neutral.
 // The boundaries are tables, so a mapped colour can lie a little outside the true gamut: the
 // caller moves it onto the gamut along the line from `Anchor`, a printable neutral.
 #pragma once

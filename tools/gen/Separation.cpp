@@ -66,9 +66,10 @@ Vec3 CPrinterSeparation::Map(const Vec3& target, double* ink4) const {
     Vec3 goal = target, anchor, mapped;
     switch (m_intent) {
     case EIntent::Relative:
-        // Nothing prints darker than the darkest neutral: along a ramp to black a colour of
-        // the press's few deeper ones (blue and violet of three inks) would print darker than
-        // black's neutral, and the ramp would turn back. Its lightness is raised to it.
+        if (press.Prints(target, ink4, true)) return target;
+        // A dark colour that does not print is raised to the darkest neutral's lightness before
+        // the search: one of the press's few deeper colours (blues of three inks) would print
+        // darker than black's neutral, and ramps to black would turn back.
         if (goal[0] < m_gamut.DarkestGreyL()) goal[0] = m_gamut.DarkestGreyL();
         if (press.Prints(goal, ink4, true)) return goal;
         mapped = m_gamut.Mapper().Relative(goal, anchor);
