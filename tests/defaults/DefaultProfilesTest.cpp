@@ -533,7 +533,8 @@ TEST_F(DefaultProfiles, RelativeRoundTripOfPrintableColoursStaysClose) {
     // Temporary limit: the former separation stayed below 1.5 (1.383). Black generation now
     // follows a grey-axis curve that the grey-component rule joins only away from the axis;
     // in dark browns near the gamut's boundary the black of neighbouring nodes still differs
-    // more than interpolation follows (observed 1.877).
+    // more than interpolation follows (observed 1.941; 1.877 before the relative intent weighed
+    // lightness more far outside the gamut).
     EXPECT_LT(d.max, 2.0);
     EXPECT_LE(worstTotal, kInkLimit + 1e-4);
 }
@@ -575,8 +576,8 @@ TEST_F(DefaultProfiles, GamutTagTellsPrintableFromFarColours) {
     // gamut's boundary.
     EXPECT_GT(double(zero) / double(d.n), 0.85); // observed 0.890
     // Nodes outside the gamut now go to the nearest colour of their own hue, farther than the
-    // nearest colour of any hue.
-    EXPECT_LT(d.max, 4.0); // observed 3.66
+    // nearest colour of any hue, and far outside with lightness weighted up to twice.
+    EXPECT_LT(d.max, 4.25); // observed 4.07
     // Greys within the press's range are printable.
     for (double L = 25.0; L <= 95.0; L += 5.0) EXPECT_EQ(0, gamt({L, 0.0, 0.0})) << L;
     // Far outside.

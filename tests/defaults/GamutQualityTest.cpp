@@ -60,24 +60,20 @@ TEST_P(GamutQuality, PerceptualRampsHaveNoPlateauAndNoOutsizedStep) {
     EXPECT_LE(f.worstStepRatio, 4.0) << f.worstRamp;
 }
 
-// Temporary limit: the aim is no reversal at all. The bounds are today's counts.
-// Perceptual: the mapping itself keeps the ramps' lightness order (blue to white only just:
-// it holds blue's lightness nearly level over its first quarter); what reverses are the
-// 33-point B2A table, and the native link's own grid on top of it, interpolating across the
-// gamut's boundary, where black and the other inks trade places between neighbouring nodes.
-// Relative: the mapping itself reverses at the dark end of the ramps to black, where blue and
-// magenta print down to the press's deep colours (L* 13.3 and 11.8), darker than its darkest
-// neutral, and the last steps then rise to that neutral, where sRGB black goes; the tables add
-// their interpolation across that turn.
+// Through lcms2 no ramp reverses. Temporary limit for the native link: the aim is no reversal
+// there either; it reverses three steps (blue to white, blue to black, magenta to black, the
+// largest 0.45 L*). Its own grid resamples the 33-point B2A table across the gamut's boundary,
+// where black and the other inks trade places between neighbouring nodes of the table.
 TEST_P(GamutQuality, PerceptualRampsKeepTheirLightnessOrder) {
     const SRampFigures& f = Figures(GetParam(), EIntent::Perceptual).ramps;
-    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 7 : 2);
+    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 3 : 0);
     for (const auto& fault : f.faults) std::printf("  %s\n", fault.c_str());
 }
 
 TEST_P(GamutQuality, RelativeRampsKeepTheirLightnessOrderAndHaveNoOutsizedStep) {
     const SRampFigures& f = Figures(GetParam(), EIntent::Relative).ramps;
-    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 19 : 15); // temporary, see above
+    EXPECT_EQ(0, f.reversals);
+    for (const auto& fault : f.faults) std::printf("  %s\n", fault.c_str());
     EXPECT_LE(f.worstStepRatio, 5.0) << f.worstRamp;
 }
 
@@ -86,9 +82,10 @@ TEST_P(GamutQuality, GreysPrintNeutralAndInLightnessOrderAtEveryIntent) {
         SCOPED_TRACE(Name(intent));
         const SGreyFigures& f = Figures(GetParam(), intent).greys;
         EXPECT_LE(f.maxAbsAb, 1.0);
-        // Temporary limit: the native link's relative grid resamples B2A1 where the greys
-        // darker than the darkest neutral meet the first printable ones, and loses their order
-        // there by a few hundredths of L*.
+        // Temporary limit: the sRGB greys darker than the darkest neutral all print as that
+        // neutral at the relative intent; the native link's relative grid, resampling B2A1
+        // around the grey axis there, varies their inks a little and their lightness by a few
+        // hundredths of L*, so that the flat stretch is not monotonic.
         if (GetParam() == EConverter::Native && intent == EIntent::Relative) continue;
         EXPECT_TRUE(f.lMonotonic);
     }
@@ -114,7 +111,8 @@ TEST_P(GamutQuality, GreyRampInksChangeSmoothlyAndFallTowardWhite) {
         SCOPED_TRACE(Name(intent));
         const SGreyFigures& f = Figures(GetParam(), intent).greys;
         EXPECT_LE(f.maxInkStep, 0.02);
-        // Temporary limit: the native link's relative grid at the same place (observed 6.3%).
+        // Temporary limit: the native link's relative grid at the same place, where its inks
+        // move to and fro by up to 2 % between its nodes (observed 6.0 % in all).
         const bool nativeRelative = GetParam() == EConverter::Native && intent == EIntent::Relative;
         EXPECT_LE(f.maxInkRise, nativeRelative ? 0.065 : 0.05);
     }

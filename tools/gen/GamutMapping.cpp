@@ -18,6 +18,20 @@ constexpr double kDeepCeiling = 0.15;  // up to this one: dark colours have litt
 // The deep levels span this fraction of the darkest neutral's lightness below it: a press
 // prints little darker than its darkest neutral (this one the blue of three inks).
 constexpr double kDeepSpan = 0.15;
+// The share of the way to the printer's cusp lightness that a colour at the source's cusp
+// chroma moves. The whole way holds the mapped lightness level over long stretches of the
+// ramps from a primary toward white or black, where the falling chroma takes back the move as
+// fast as the source's lightness changes; the table's interpolation then turns such a ramp
+// back (blue toward white most). At this share the ramps keep their direction with margin,
+// and the primaries still keep most of the printer's chroma.
+constexpr double kLightnessShift = 0.6;
+// Lightness counts up to twice in the relative intent's colour difference: a colour far beyond
+// the gamut then moves to the boundary more across chroma than across lightness, so that along
+// a ramp toward white or black its printed lightness keeps the ramp's direction (with equal
+// weights the nearest colour of a fading blue slides down the boundary below the cusp).
+constexpr double kRelativeLightnessWeight = 2.0;
+// Oklab distance outside the gamut from which that weight holds in full (from 1 at the gamut).
+constexpr double kWeightReach = 0.06;
 
 // The matrices between D50 XYZ and Oklab's cone responses.
 struct SOklabMatrices {
@@ -247,7 +261,7 @@ SLch CGamutBoundary::Cusp(double h) const {
 double CGamutMapper::Shift(double C, double h) const {
     const SLch src = m_source.Cusp(h), dst = m_printer.Cusp(h);
     const double r = src.C > 0.0 ? std::min(1.0, C / src.C) : 0.0;
-    return (dst.L - src.L) * r;
+    return kLightnessShift * (dst.L - src.L) * r;
 }
 
 SLch CGamutMapper::Prepare(const Vec3& lab, double& focalL) const {
@@ -340,50 +354,62 @@ Vec3 CGamutMapper::Relative(const Vec3& lab, Vec3& anchor) const {
     // The nearest colour of the hue's slice: at each lightness the slice holds a range of
     // chroma, so the nearest colour there has the chroma of the range nearest the colour's.
     const auto nearestC = [&](double L, double& C) {
+        // Only down to the darkest neutral: the press's few deeper colours would make ramps
+        // to black turn back up to black's neutral.
+        if (L < m_printer.DarkL()) return false;
         double lo, hi;
         if (!m_printer.ChromaRange(L, lch.h, lo, hi)) return false;
-        // Below the neutrals only colours of at least that chroma: a grey darker than the
-        // darkest neutral goes to that neutral, not to a dark colour of some hue.
-        if (lo > 0.0 && lch.C < lo) return false;
         C = std::clamp(lch.C, lo, hi);
         return true;
     };
-    const auto distance = [&](double L) {
-        double C;
-        if (!nearestC(L, C)) return HUGE_VAL;
-        return (L - lch.L) * (L - lch.L) + (C - lch.C) * (C - lch.C);
-    };
-    int best = kNearestSamples;
-    double bestD = HUGE_VAL;
-    for (int i = 0; i <= kNearestSamples; ++i) {
-        const double d = distance(double(i) / kNearestSamples);
-        if (d < bestD) {
-            bestD = d;
-            best = i;
+    // The lightness of the nearest colour with lightness differences weighted by `weight`, and
+    // the squared distance to it.
+    const auto search = [&](double weight, double& bestD) {
+        const auto distance = [&](double L) {
+            double C;
+            if (!nearestC(L, C)) return HUGE_VAL;
+            const double dL = weight * (L - lch.L);
+            return dL * dL + (C - lch.C) * (C - lch.C);
+        };
+        int best = kNearestSamples;
+        bestD = HUGE_VAL;
+        for (int i = 0; i <= kNearestSamples; ++i) {
+            const double d = distance(double(i) / kNearestSamples);
+            if (d < bestD) {
+                bestD = d;
+                best = i;
+            }
         }
+        // Golden-section search between the neighbours of the best sample.
+        double a = double(std::max(0, best - 1)) / kNearestSamples;
+        double b = double(std::min(kNearestSamples, best + 1)) / kNearestSamples;
+        const double g = (std::sqrt(5.0) - 1.0) / 2.0;
+        for (int step = 0; step < 40; ++step) {
+            const double x1 = b - g * (b - a), x2 = a + g * (b - a);
+            if (distance(x1) <= distance(x2))
+                b = x2;
+            else
+                a = x1;
+        }
+        double C;
+        const double L = 0.5 * (a + b);
+        return nearestC(L, C) ? L : double(best) / kNearestSamples;
+    };
+    // Lightness weighs more the farther the colour lies outside the gamut: near the boundary
+    // the plain nearest colour keeps the table's interpolation between printable nodes and
+    // those just outside them close to the press's colours.
+    double plainD;
+    double L = search(1.0, plainD);
+    if (plainD < HUGE_VAL) {
+        const double far = std::min(1.0, std::sqrt(plainD) / kWeightReach);
+        double weightedD;
+        const double weighted = search(1.0 + (kRelativeLightnessWeight - 1.0) * far, weightedD);
+        if (weightedD < HUGE_VAL) L = weighted;
     }
-    // Golden-section search between the neighbours of the best sample.
-    double a = double(std::max(0, best - 1)) / kNearestSamples;
-    double b = double(std::min(kNearestSamples, best + 1)) / kNearestSamples;
-    const double g = (std::sqrt(5.0) - 1.0) / 2.0;
-    for (int step = 0; step < 40; ++step) {
-        const double x1 = b - g * (b - a), x2 = a + g * (b - a);
-        if (distance(x1) <= distance(x2))
-            b = x2;
-        else
-            a = x1;
-    }
-    double L = 0.5 * (a + b), C = 0.0;
-    if (!nearestC(L, C)) {
-        L = double(best) / kNearestSamples;
-        nearestC(L, C);
-    }
-    // The anchor: the neutral of that lightness, or below the neutrals the middle of the
-    // range of chroma that prints there.
-    double lo = 0.0, hi = 0.0;
-    m_printer.ChromaRange(L, lch.h, lo, hi);
-    anchor = L >= m_printer.DarkL() ? Vec3{OklabToLab({L, 0.0, 0.0})[0], 0.0, 0.0}
-                                    : OklabToLab(FromLch({L, 0.5 * (lo + hi), lch.h}));
+    double C = 0.0;
+    nearestC(L, C);
+    // The anchor: the neutral of that lightness.
+    anchor = {OklabToLab({L, 0.0, 0.0})[0], 0.0, 0.0};
     return OklabToLab(FromLch({L, C, lch.h}));
 }
 

@@ -15,8 +15,9 @@
 //
 // The mappings (CGamutMapper), for a colour of the connection space:
 // - Perceptual: black point scaling (CBlackScaling), so that the source's black lands on the
-//   printer's darkest neutral; then lightness moved toward the printer's cusp lightness of the
-//   hue in proportion to the colour's chroma relative to the source cusp; then, at constant
+//   printer's darkest neutral; then lightness moved part of the way (0.6) toward the printer's
+//   cusp lightness of the hue in proportion to the colour's chroma relative to the source cusp
+//   (the whole way would hold lightness level along ramps toward white); then, at constant
 //   hue, chroma and lightness compressed along the line toward the neutral point at the
 //   printer's cusp lightness: up to 80 % of the printer's boundary along that line a colour
 //   stays, beyond it the rest of the source's range is compressed linearly into the last 20 %.
@@ -26,8 +27,11 @@
 // - Saturation: the same black point scaling and lightness move, then colours outside the
 //   printer's gamut clipped along the same line: the most chroma the printer has at the hue.
 // - Relative: colours outside the gamut go to the nearest colour of the printer's gamut at the
-//   same Oklab hue (hue-preserving minimum colour difference); greys darker than the printer's
-//   darkest neutral thus go to that neutral.
+//   same Oklab hue (hue-preserving minimum colour difference) no darker than its darkest
+//   neutral (a dark colour that does not print would otherwise go to one of the press's few
+//   deeper colours, and ramps to black would turn back up to black's neutral). Far outside the
+//   gamut lightness weighs up to twice, so that the printed lightness keeps the direction of
+//   ramps toward white or black. Greys darker than the darkest neutral go to that neutral.
 // The boundaries are tables, so a mapped colour can lie a little outside the true gamut: the
 // caller moves it onto the gamut along the line from `Anchor`, a printable neutral.
 #pragma once

@@ -63,11 +63,16 @@ double CPrinterSeparation::GreyBlack(double L, double darkestL) {
 Vec3 CPrinterSeparation::Map(const Vec3& target, double* ink4) const {
     const CPressModel& press = m_gamut.Press();
     std::copy(m_last4, m_last4 + 4, ink4);
-    Vec3 anchor, mapped;
+    Vec3 goal = target, anchor, mapped;
     switch (m_intent) {
     case EIntent::Relative:
         if (press.Prints(target, ink4, true)) return target;
-        mapped = m_gamut.Mapper().Relative(target, anchor);
+        // A dark colour that does not print is raised to the darkest neutral's lightness before
+        // the search: one of the press's few deeper colours (blues of three inks) would print
+        // darker than black's neutral, and ramps to black would turn back.
+        if (goal[0] < m_gamut.DarkestGreyL()) goal[0] = m_gamut.DarkestGreyL();
+        if (press.Prints(goal, ink4, true)) return goal;
+        mapped = m_gamut.Mapper().Relative(goal, anchor);
         break;
     case EIntent::Perceptual:
         mapped = m_gamut.Mapper().Perceptual(target, anchor);
@@ -92,7 +97,7 @@ Vec3 CPrinterSeparation::Map(const Vec3& target, double* ink4) const {
     if (press.Prints(mapped, ink4, true)) {
         // The relative intent's table boundary can lie inside the press's: the colour goes on
         // toward the target as far as the press prints, so that it is the boundary's.
-        return m_intent == EIntent::Relative ? onto(mapped, target) : mapped;
+        return m_intent == EIntent::Relative ? onto(mapped, goal) : mapped;
     }
     // Onto the gamut along the line from the anchor, a colour within the press's range.
     press.Prints(anchor, ink4, true);
