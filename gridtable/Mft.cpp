@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <exception>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -90,6 +93,49 @@ template <class T> void TMft<T>::DefineByFunc(const Func& f) {
         GenPoint(n, point.data());
         f.Trn(point.data(), node);
     }
+    table = std::move(grid);
+    deltaValid = 0;
+}
+
+template <class T> void TMft<T>::DefineByFuncOnThreads(const Func& f, unsigned threads) {
+    const uint32_t outputChan = this->m_outputChan;
+    const uint32_t inputChan = this->m_inputChan;
+    threads = std::max(1u, std::min<unsigned>(threads, tabCount));
+    if (threads == 1 || inputChan > kMaxGridInputs) {
+        DefineByFunc(f);
+        return;
+    }
+    std::vector<T> grid(tabEntries);
+    auto run = [&](uint32_t begin, uint32_t end) {
+        T point[kMaxGridInputs];
+        T* node = grid.data() + size_t(begin) * outputChan;
+        for (uint32_t n = begin; n < end; ++n, node += outputChan) {
+            GenPoint(n, point);
+            f.Trn(point, node);
+        }
+    };
+    std::vector<std::exception_ptr> errors(threads);
+    std::vector<std::thread> helpers;
+    helpers.reserve(threads - 1);
+    auto bound = [&](unsigned k) { return uint32_t(uint64_t(tabCount) * k / threads); };
+    auto part = [&](unsigned k) {
+        try {
+            run(bound(k), bound(k + 1));
+        } catch (...) {
+            errors[k] = std::current_exception();
+        }
+    };
+    // Runs whose thread cannot be started are done here, after the first.
+    unsigned started = 1;
+    try {
+        for (; started < threads; ++started) helpers.emplace_back(part, started);
+    } catch (const std::system_error&) {
+    }
+    part(0);
+    for (unsigned k = started; k < threads; ++k) part(k);
+    for (auto& t : helpers) t.join();
+    for (auto& e : errors)
+        if (e) std::rethrow_exception(e);
     table = std::move(grid);
     deltaValid = 0;
 }

@@ -16,6 +16,9 @@
 // This is the order of an ICC CLUT, so a profile's table is copied in as it stands.
 template <class T> class TMft : public FuncOf_t<T> {
     using Func = FuncOf_t<T>;
+    // Inputs of a node vector that DefineByFuncOnThreads keeps on the stack; more take the
+    // single-threaded way.
+    static constexpr unsigned kMaxGridInputs = 8;
 
 public:
     static constexpr uint32_t kFullScale = Func::kFullScale;
@@ -39,6 +42,11 @@ public:
     // Fills the grid by evaluating f at every node. f may read this very table: the new grid
     // is built aside and copied over at the end. f's result codes are ignored.
     void DefineByFunc(const Func& f);
+    // The same grid as DefineByFunc, the nodes split into `threads` consecutive runs that are
+    // evaluated at once, the calling thread taking the first. Each node is evaluated alone, so
+    // the grid does not depend on the count; f's Trn must be safe to call from several threads.
+    // An exception thrown by f on any thread reaches the caller, the grid left as it was.
+    void DefineByFuncOnThreads(const Func& f, unsigned threads);
     // Passes every node vector through f, if f has our output count (the only test made).
     void AppendFunc(const Func& f);
 

@@ -156,6 +156,10 @@ public:
     // Fills the grid only: f maps the grid's own domain and range, behind the input curves and
     // before the output curves, which stay as they are.
     void DefineByFunc(const Func& f) { mft.DefineByFunc(f); }
+    // The same grid, sampled on `threads` threads (see TMft::DefineByFuncOnThreads).
+    void DefineByFuncOnThreads(const Func& f, unsigned threads) {
+        mft.DefineByFuncOnThreads(f, threads);
+    }
 
     Grid& Mft() { return mft; }
     const Grid& Mft() const { return mft; }

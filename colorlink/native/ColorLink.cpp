@@ -5,7 +5,9 @@
 #include <cstring>
 
 #include <cmath>
+#include <cstdlib>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "base/IniEntries.h"
@@ -73,7 +75,8 @@ Chain TagFuncClone(CColorTag& tag, bool skipInput, bool skipOutput) {
     std::unique_ptr<CFunc_16TabBaseMft> clone(tag.pFunc16->CreateClone());
     clone->SetSkipInputTab(skipInput);
     clone->SetSkipOutputTab(skipOutput);
-    clone->InitMftTrn();
+    // No InitMftTrn: a 16-bit pipeline's Trn reads its grid alone, the difference tables that
+    // preparation makes are not needed for sampling.
     return std::make_unique<CConcatFunc_16>(static_cast<CFunc_16*>(clone.release()));
 }
 Chain TagFuncHead(CColorTag& tag) {
@@ -92,7 +95,6 @@ Chain TagFuncTail(CColorTag& tag) {
 }
 Chain TagFuncMiddle(CColorTag& tag) {
     Chain f = std::make_unique<CConcatFunc_16>(static_cast<const CFunc_16&>(*tag.pFunc16));
-    tag.pFunc16->InitMftTrn();
     if (tag.bFrom8Bit && tag.OutSpace == icSigLabData)
         Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
     if (tag.bFrom8Bit && tag.InSpace == icSigLabData) Prepend(f, new CL8To16);
@@ -127,6 +129,18 @@ bool SamePixel4x16(const unsigned short* a, const unsigned short* b) {
 unsigned GridSize(int setting, unsigned maxEntries, double inputs) {
     if (setting <= 0) return unsigned(-int64_t(setting));
     return unsigned(std::max(double(setting), std::pow(double(maxEntries), 1.0 / inputs)) + 0.5);
+}
+
+// Threads that sample a link's chain over its grid. KVR_BUILD_THREADS, when set to a count of
+// at least 1, fixes it (1 is the single-threaded way); otherwise every core up to eight, and
+// one for a grid too small to be worth starting threads. The grid is the same for any count.
+unsigned SamplingThreads(unsigned nodes) {
+    if (const char* forced = std::getenv("KVR_BUILD_THREADS")) {
+        const long n = std::strtol(forced, nullptr, 10);
+        if (n >= 1) return unsigned(std::min(n, 64L));
+    }
+    if (nodes < 4096) return 1;
+    return std::clamp(std::thread::hardware_concurrency(), 1u, 8u);
 }
 
 } // namespace
@@ -458,7 +472,9 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
         if (needInputTab) PrependRef(chain, head.pFunc16->FuncInputTab());
         needInputTab = false;
         auto t3 = std::make_unique<CFunc_16Tab3Mft>(grid3, chain->outputChan());
-        t3->DefineByFunc(*chain);
+        // The chain's functions keep no scratch state between calls, so its nodes may be
+        // sampled on several threads at once: the same table, made sooner.
+        t3->DefineByFuncOnThreads(*chain, SamplingThreads(t3->Mft().TabCount()));
         if (inFormat == LinkFmtRgb && toDevice && !absolute) {
             const uint16_t white[3] = {65535, 65535, 65535};
             ApplyWhiteFix(t3->Mft(), white, nOut, flags.OutIsXYZ);
@@ -470,7 +486,7 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
     }
     case 4: {
         auto t4 = std::make_unique<CFunc_16Tab4Mft>(grid4, chain->outputChan());
-        t4->DefineByFunc(*chain);
+        t4->DefineByFuncOnThreads(*chain, SamplingThreads(t4->Mft().TabCount()));
         if (inFormat == LinkFmtCmyk && toDevice && !absolute) {
             uint16_t white[4] = {0, 0, 0, 0};
             if (needInputTab) {
