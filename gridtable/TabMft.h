@@ -178,16 +178,7 @@ protected:
     template <class Source>
     requires(!std::is_same_v<typename Source::Sample, T>) explicit TFuncTabMft(const Source& s)
         : Base(s), mft(s.Mft().clutPoints(), s.outputChan()) {
-        using S = typename Source::Sample;
-        const S* from = s.Mft().Table();
-        std::vector<T> samples(mft.TabEntries());
-        for (size_t i = 0; i < samples.size(); ++i) {
-            if constexpr (sizeof(T) > sizeof(S))
-                samples[i] = static_cast<T>(from[i] * 257u);
-            else
-                samples[i] = static_cast<T>(from[i] >> 8);
-        }
-        mft.Define(samples.data());
+        mft.DefineConverted(s.Mft().Table());
     }
 
     // The archive body of the persistent (8-bit) pipelines: counts, input curves, grid, output
