@@ -3,6 +3,7 @@
 // point between the nodes is evaluated is left to the three- and four-input children.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -39,6 +40,12 @@ public:
 
     // Copies tabEntries samples into the grid.
     void Define(const T* data);
+    // Copies n samples into the grid from sample offset `at` on, as a Define of the whole grid
+    // with only those samples changed would. The caller keeps at + n within tabEntries.
+    void DefineSamples(unsigned at, const T* data, unsigned n) {
+        std::copy(data, data + n, table.begin() + at);
+        deltaValid = 0;
+    }
     // Fills the grid with tabEntries samples of the other width, converted as a pipeline of
     // the other width is (x * 257 up, the high byte down), without a buffer between.
     template <class S> void DefineConverted(const S* from) {

@@ -68,28 +68,28 @@ CFunc_16* NewIccXYZToLab() {
     return new CInversFunc_16(NewLabToIccXYZ());
 }
 
-// The ways of taking a tag's table into the chain. Head, Only and Tail work on a prepared
-// copy with the chosen curve sets bypassed; Middle runs the tag's own table with its curves.
-// A table widened from 8 bits gets the 8-bit Lab encoding corrected on its Lab sides.
-Chain TagFuncClone(CColorTag& tag, bool skipInput, bool skipOutput) {
-    std::unique_ptr<CFunc_16TabBaseMft> clone(tag.pFunc16->CreateClone());
-    clone->SetSkipInputTab(skipInput);
-    clone->SetSkipOutputTab(skipOutput);
-    // No InitMftTrn: a 16-bit pipeline's Trn reads its grid alone, the difference tables that
-    // preparation makes are not needed for sampling.
-    return std::make_unique<CConcatFunc_16>(static_cast<CFunc_16*>(clone.release()));
+// The ways of taking a tag's table into the chain. Head, Only and Tail run the tag's table with
+// the chosen curve sets bypassed; Middle runs it with its curves. The flags are set on the
+// tag's own table rather than on a copy: the list is dropped when the link is made, and the
+// curves themselves, which CreateLink still reads, stay as they are. A table widened from 8
+// bits gets the 8-bit Lab encoding corrected on its Lab sides.
+Chain TagFuncBypassing(CColorTag& tag, bool skipInput, bool skipOutput) {
+    CFunc_16TabBaseMft& f = *tag.pFunc16;
+    f.SetSkipInputTab(skipInput);
+    f.SetSkipOutputTab(skipOutput);
+    return std::make_unique<CConcatFunc_16>(static_cast<const CFunc_16&>(f));
 }
 Chain TagFuncHead(CColorTag& tag) {
-    Chain f = TagFuncClone(tag, true, false);
+    Chain f = TagFuncBypassing(tag, true, false);
     if (tag.bFrom8Bit && tag.OutSpace == icSigLabData)
         Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
     return f;
 }
 Chain TagFuncOnly(CColorTag& tag) {
-    return TagFuncClone(tag, true, true);
+    return TagFuncBypassing(tag, true, true);
 }
 Chain TagFuncTail(CColorTag& tag) {
-    Chain f = TagFuncClone(tag, false, true);
+    Chain f = TagFuncBypassing(tag, false, true);
     if (tag.bFrom8Bit && tag.InSpace == icSigLabData) Prepend(f, new CL8To16);
     return f;
 }
@@ -397,9 +397,7 @@ void CColorLink::ApplyWhiteFix(CMft_16& mft, const uint16_t* white, unsigned nOu
     const unsigned i = mft.QuantizeToGridPoint(white);
     // Bounded by the grid's end, for a caller whose channel count exceeds the table's.
     const unsigned n = std::min({nOut, kMaxSide, mft.TabEntries() - std::min(i, mft.TabEntries())});
-    std::vector<uint16_t> samples(mft.Table(), mft.Table() + mft.TabEntries());
-    std::copy(buf, buf + n, samples.begin() + i);
-    mft.Define(samples.data());
+    mft.DefineSamples(i, buf, n);
 }
 
 int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, unsigned nOut) {
