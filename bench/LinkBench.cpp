@@ -8,7 +8,15 @@
 //
 // Measured:
 //   Build/...    native AddProfile + CreateLink (and deletion) against lcms2 opening the same
-//                profiles and cmsCreateTransform with default flags (and deletion).
+//                profiles and cmsCreateTransform with default flags (and deletion), warm: the
+//                library has built links before in this process. Timed by wall clock, since
+//                the native link samples its chain on several threads; the CPU column is the
+//                process's CPU time (all threads).
+//   BuildCold/...  the same build as the first and only one of a fresh process (the
+//                command-line tool's case): this program runs itself with --cold-build, which
+//                times one build from before the first call into the library (settings file,
+//                built-in tables, everything a first link reads) and reports wall and process
+//                CPU time; the process start itself is not counted.
 //   Pixels/...   one call per iteration over a 16-megapixel image, allocated once, of random
 //                pixels or of smooth gradients:
 //                  Native        the link's TrnPixels8 / TrnPixels16
@@ -28,7 +36,13 @@
 #include <benchmark/benchmark.h>
 #include <lcms2.h>
 
+#include <spawn.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -38,6 +52,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+extern char** environ;
 
 #include "ParallelTrn.h"
 #include "colorlink/native/ColorLink.h"
@@ -287,6 +303,85 @@ void RunBuildLcms(benchmark::State& state, const Chain& c) {
     state.SetItemsProcessed(int64_t(state.iterations()));
 }
 
+// ---- the cold build: one link in a fresh process ----
+
+double ProcessCpuSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
+}
+
+// The child's side: builds one link of chain `name` with `engine` ("native" or "lcms2") and
+// prints its wall and process CPU seconds. Answers the exit code.
+int ColdBuildChild(const std::string& name, const std::string& engine) {
+    for (const Chain& c : kChains) {
+        if (name != c.name) continue;
+        const auto wall0 = std::chrono::steady_clock::now();
+        const double cpu0 = ProcessCpuSeconds();
+        bool ok = false;
+        if (engine == "native") {
+            ok = BuildNative(c) != nullptr;
+        } else {
+            cmsHTRANSFORM t = BuildLcms(c, c.lcmsIn8 == 0);
+            ok = t != nullptr;
+            if (t) cmsDeleteTransform(t);
+        }
+        const double cpu = ProcessCpuSeconds() - cpu0;
+        const double wall =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count();
+        if (!ok) return 2;
+        std::printf("%.9f %.9f\n", wall, cpu);
+        return 0;
+    }
+    return 3;
+}
+
+// The parent's side: runs this program as a cold-build child and reads its two figures.
+bool RunColdChild(const Chain& c, const char* engine, double& wall, double& cpu) {
+    int fds[2];
+    if (pipe(fds) != 0) return false;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, fds[0]);
+    std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+    std::string flag = "--cold-build", name = c.name, eng = engine;
+    char* argv[] = {self.data(), flag.data(), name.data(), eng.data(), nullptr};
+    pid_t pid = 0;
+    const int rc = posix_spawn(&pid, self.c_str(), &actions, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    if (rc != 0) {
+        close(fds[0]);
+        return false;
+    }
+    char text[128] = {};
+    size_t got = 0;
+    for (ssize_t n;
+         got + 1 < sizeof text && (n = read(fds[0], text + got, sizeof text - 1 - got)) > 0;)
+        got += size_t(n);
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return false;
+    return std::sscanf(text, "%lf %lf", &wall, &cpu) == 2;
+}
+
+void RunBuildCold(benchmark::State& state, const Chain& c, const char* engine) {
+    double cpuSum = 0;
+    for (auto _ : state) {
+        double wall = 0, cpu = 0;
+        if (!RunColdChild(c, engine, wall, cpu)) {
+            state.SkipWithError("cold build failed");
+            return;
+        }
+        state.SetIterationTime(wall);
+        cpuSum += cpu;
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()));
+    state.counters["cpu_ms"] = benchmark::Counter(cpuSum * 1e3 / double(state.iterations()));
+}
+
 // ---- registration and the closing table ----
 
 std::string PixelName(Engine e, const Chain& c, unsigned bits, bool random) {
@@ -298,11 +393,24 @@ void Register() {
     for (const Chain& c : kChains) {
         benchmark::RegisterBenchmark((std::string("Build/Native/") + c.name).c_str(),
                                      [&c](benchmark::State& s) { RunBuildNative(s, c); })
-            ->Unit(benchmark::kMillisecond);
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime()
+            ->MeasureProcessCPUTime();
         benchmark::RegisterBenchmark((std::string("Build/Lcms2/") + c.name).c_str(),
                                      [&c](benchmark::State& s) { RunBuildLcms(s, c); })
-            ->Unit(benchmark::kMillisecond);
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime()
+            ->MeasureProcessCPUTime();
     }
+    for (const Chain& c : kChains)
+        for (const char* engine : {"native", "lcms2"})
+            benchmark::RegisterBenchmark(
+                (std::string("BuildCold/") + (engine[0] == 'n' ? "Native/" : "Lcms2/") + c.name)
+                    .c_str(),
+                [&c, engine](benchmark::State& s) { RunBuildCold(s, c, engine); })
+                ->Unit(benchmark::kMillisecond)
+                ->UseManualTime()
+                ->Iterations(10);
     for (const Chain& c : kChains)
         for (unsigned bits : {8u, 16u}) {
             if ((bits == 8 ? c.lcmsIn8 : c.lcmsIn16) == 0) continue;
@@ -333,19 +441,30 @@ public:
                 auto it = r.counters.find("items_per_second");
                 if (it != r.counters.end())
                     rates[r.run_name.function_name].push_back(it->second.value);
+                // Milliseconds of CPU per item: the process's CPU time, or what a cold-build
+                // child reported.
+                auto cpu = r.counters.find("cpu_ms");
+                if (cpu != r.counters.end())
+                    cpuMs[r.run_name.function_name].push_back(cpu->second.value);
+                else if (r.iterations > 0)
+                    cpuMs[r.run_name.function_name].push_back(r.GetAdjustedCPUTime());
             }
         ConsoleReporter::ReportRuns(runs);
     }
     // Median over the repetitions, 0 for a case not run.
-    double Median(const std::string& name) const {
-        auto it = rates.find(name);
-        if (it == rates.end() || it->second.empty()) return 0;
+    double Median(const std::string& name) const { return MedianOf(rates, name); }
+    double MedianCpuMs(const std::string& name) const { return MedianOf(cpuMs, name); }
+    static double MedianOf(const std::map<std::string, std::vector<double>>& all,
+                           const std::string& name) {
+        auto it = all.find(name);
+        if (it == all.end() || it->second.empty()) return 0;
         std::vector<double> v = it->second;
         std::sort(v.begin(), v.end());
         const size_t n = v.size();
         return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
     }
     std::map<std::string, std::vector<double>> rates;
+    std::map<std::string, std::vector<double>> cpuMs;
 };
 
 // The speed the native link is to reach against lcms2 on random pixels (native / lcms2 speed;
@@ -372,15 +491,22 @@ void PrintSummary(const SummaryReporter& rep) {
     auto ratio = [](double a, double b) { return a > 0 && b > 0 ? a / b : 0.0; };
     std::printf("\nMedian over the repetitions. Ratios: native / lcms2 speed, above 1 the native "
                 "link is faster.\n");
-    std::printf("%-27s %10s %10s %7s  %s\n", "link built (ms per link)", "native", "lcms2", "ratio",
-                "goal");
-    for (const Chain& c : kChains) {
-        const double n = rep.Median(std::string("Build/Native/") + c.name);
-        const double l = rep.Median(std::string("Build/Lcms2/") + c.name);
-        if (n <= 0 && l <= 0) continue;
-        std::printf("%-27s %10.1f %10.1f %7.2f  %s\n", c.name, n > 0 ? 1e3 / n : 0.0,
-                    l > 0 ? 1e3 / l : 0.0, ratio(n, l), GoalText(ratio(n, l), kBuildGoal).c_str());
-    }
+    std::printf("%-27s %10s %10s %10s %10s %7s  %s\n", "link built (ms per link)", "native",
+                "nat-cpu", "lcms2", "lcms-cpu", "ratio", "goal");
+    for (const char* kind : {"Build", "BuildCold"})
+        for (const Chain& c : kChains) {
+            const std::string nn = std::string(kind) + "/Native/" + c.name;
+            const std::string ln = std::string(kind) + "/Lcms2/" + c.name;
+            const double n = rep.Median(nn), l = rep.Median(ln);
+            if (n <= 0 && l <= 0) continue;
+            const std::string name = std::string(c.name) + (kind[5] ? " cold" : " warm");
+            std::printf("%-27s %10.1f %10.1f %10.1f %10.1f %7.2f  %s\n", name.c_str(),
+                        n > 0 ? 1e3 / n : 0.0, rep.MedianCpuMs(nn), l > 0 ? 1e3 / l : 0.0,
+                        rep.MedianCpuMs(ln), ratio(n, l),
+                        GoalText(ratio(n, l), kBuildGoal).c_str());
+        }
+    std::printf("(native and lcms2: wall clock; the cpu columns: CPU time of all threads; ratio = "
+                "lcms2 / native time.)\n");
     std::printf("\nMPixel/s   %-21s %8s %8s %8s %7s %-14s %7s | %8s %8s %7s\n", "case", "native",
                 "loop", "lcms2", "ratio", "goal", "path", "nat-thr", "lcms-thr", "ratio");
     for (const Chain& c : kChains)
@@ -447,6 +573,8 @@ void PrintAgreement() {
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 4 && std::string(argv[1]) == "--cold-build")
+        return ColdBuildChild(argv[2], argv[3]);
     // The links read their grid sizes from the library's settings file; without one of the
     // caller's, the file of this source tree.
     if (!std::getenv("KVR_INI")) {
@@ -460,7 +588,10 @@ int main(int argc, char** argv) {
     SummaryReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     PrintSummary(reporter);
-    PrintAgreement();
+    // The agreement of the pixels is shown where pixels were timed.
+    bool pixels = false;
+    for (const auto& [name, v] : reporter.rates) pixels = pixels || name.rfind("Pixels/", 0) == 0;
+    if (pixels) PrintAgreement();
     benchmark::Shutdown();
     return 0;
 }

@@ -3,6 +3,7 @@
 // caller's and must outlive it. The one-function forms start a chain at the cost of one call.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 
@@ -35,9 +36,19 @@ public:
         m_ownedSecond.reset();
     }
 
-    // No short cut: the second part runs even when the first answered 0.
+    // No short cut: the second part runs even when the first answered 0. The intermediate
+    // vector of up to kLocalMid samples lives on the stack, zeroed as the scratch vector
+    // starts, so that such a composition may be applied by several threads at once (a link
+    // samples its chain that way); a wider one uses the member scratch vector.
     int Trn(const T* in, T* out) const override {
         if (m_firstFunc == m_secondFunc) return m_firstFunc->Trn(in, out);
+        if (m_midLen <= kLocalMid) {
+            T mid[kLocalMid];
+            std::fill_n(mid, m_midLen, T(0));
+            const int r1 = m_firstFunc->Trn(in, mid);
+            const int r2 = m_secondFunc->Trn(mid, out);
+            return r1 & r2;
+        }
         const int r1 = m_firstFunc->Trn(in, m_midBuf.get());
         const int r2 = m_secondFunc->Trn(m_midBuf.get(), out);
         return r1 & r2;
@@ -45,10 +56,20 @@ public:
 
     int Inv(const T* in, T* out) const override {
         if (m_firstFunc == m_secondFunc) return m_firstFunc->Inv(in, out);
+        if (m_midLen <= kLocalMid) {
+            T mid[kLocalMid];
+            std::fill_n(mid, m_midLen, T(0));
+            const int r1 = m_secondFunc->Inv(in, mid);
+            const int r2 = m_firstFunc->Inv(mid, out);
+            return r1 & r2;
+        }
         const int r1 = m_secondFunc->Inv(in, m_midBuf.get());
         const int r2 = m_firstFunc->Inv(m_midBuf.get(), out);
         return r1 & r2;
     }
+
+    // Intermediate vectors up to this many samples are kept on the stack of each call.
+    static constexpr unsigned kLocalMid = 32;
 
     const Base* firstFunc() const { return m_firstFunc; }
     const Base* secondFunc() const { return m_secondFunc; }
@@ -62,13 +83,17 @@ private:
                 bool twoFunc)
         : Base(first->inputChan(), second->outputChan()), m_firstFunc(first), m_secondFunc(second),
           m_ownedFirst(ownFirst != ownSecond ? ownFirst : nullptr), m_ownedSecond(ownSecond) {
-        if (twoFunc) m_midBuf = std::make_unique<T[]>(first->outputChan());
+        if (twoFunc) {
+            m_midLen = first->outputChan();
+            if (m_midLen > kLocalMid) m_midBuf = std::make_unique<T[]>(m_midLen);
+        }
     }
 
     const Base* m_firstFunc;  // applied first; never null
     const Base* m_secondFunc; // applied second; equals m_firstFunc in the one-function forms
-    // Intermediate vector of m_firstFunc->outputChan() samples, null for the one-function
-    // forms. Written by the const Trn/Inv: one object must not serve two threads at once.
+    unsigned m_midLen = 0;    // m_firstFunc->outputChan() in the two-function forms
+    // Intermediate vector of m_midLen samples where that exceeds kLocalMid, else null. Written
+    // by the const Trn/Inv: such an object must not serve two threads at once.
     std::unique_ptr<T[]> m_midBuf;
     std::unique_ptr<Base> m_ownedFirst;  // what to delete for m_firstFunc, or null
     std::unique_ptr<Base> m_ownedSecond; // what to delete for m_secondFunc, or null

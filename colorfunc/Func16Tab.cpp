@@ -1,6 +1,7 @@
 #include "colorfunc/Func16Tab.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "icc/IccLayout.h"
@@ -74,6 +75,21 @@ void BuildInverse(const uint16_t* row, uint32_t entries, uint16_t* fast) {
     }
 }
 
+// The fast tables of the two-entry identity curve 0, 65535, the curve of every channel that is
+// left undefined: made once, by the same code, and copied.
+struct IdentityFastTabs {
+    std::array<uint16_t, CFunc_16Tab::kFastEntries> forward{}, inverse{};
+    IdentityFastTabs() {
+        const uint16_t row[2] = {0, 65535};
+        BuildForward(row, 1, forward.data());
+        BuildInverse(row, 2, inverse.data());
+    }
+};
+const IdentityFastTabs& IdentityFast() {
+    static const IdentityFastTabs tabs;
+    return tabs;
+}
+
 uint16_t ToSample(double y) {
     return static_cast<uint16_t>(y * 65535.0 + 0.5);
 }
@@ -141,6 +157,19 @@ void CFunc_16Tab::SetIdentity() {
 void CFunc_16Tab::BuildFastTabs() {
     for (unsigned c = 0; c < kMaxChannels && c < m_inputChan; ++c) {
         const uint16_t* row = rawTab.data() + size_t(c) * m_entries;
+        // The tables depend on the curve alone: a curve equal to the previous channel's, or
+        // the identity, takes tables already made.
+        if (c > 0 && std::equal(row, row + m_entries, row - m_entries)) {
+            fastTab[c] = fastTab[c - 1];
+            fastInvTab[c] = fastInvTab[c - 1];
+            continue;
+        }
+        if (m_entries == 2 && row[0] == 0 && row[1] == 65535) {
+            const IdentityFastTabs& id = IdentityFast();
+            std::copy(id.forward.begin(), id.forward.end(), fastTab[c].begin());
+            std::copy(id.inverse.begin(), id.inverse.end(), fastInvTab[c].begin());
+            continue;
+        }
         BuildForward(row, lastEntry, fastTab[c].data());
         BuildInverse(row, m_entries, fastInvTab[c].data());
     }

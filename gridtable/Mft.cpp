@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <exception>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -92,6 +95,56 @@ template <class T> void TMft<T>::DefineByFunc(const Func& f) {
     }
     table = std::move(grid);
     deltaValid = 0;
+}
+
+template <class T> void TMft<T>::DefineByFuncOnThreads(const Func& f, unsigned threads) {
+    const uint32_t outputChan = this->m_outputChan;
+    const uint32_t inputChan = this->m_inputChan;
+    threads = std::max(1u, std::min<unsigned>(threads, tabCount));
+    if (inputChan > kMaxGridInputs) {
+        DefineByFunc(f);
+        return;
+    }
+    // Written in place: the grid starts as zeros, as the one DefineByFunc builds aside, and f
+    // must not read this table. The pages are then already mapped, which a new buffer of this
+    // size (fresh from the system) would not be.
+    std::fill(table.begin(), table.end(), T(0));
+    auto run = [&](uint32_t begin, uint32_t end) {
+        T point[kMaxGridInputs];
+        T* node = table.data() + size_t(begin) * outputChan;
+        for (uint32_t n = begin; n < end; ++n, node += outputChan) {
+            GenPoint(n, point);
+            f.Trn(point, node);
+        }
+    };
+    if (threads == 1) {
+        run(0, tabCount);
+        deltaValid = 0;
+        return;
+    }
+    std::vector<std::exception_ptr> errors(threads);
+    std::vector<std::thread> helpers;
+    helpers.reserve(threads - 1);
+    auto bound = [&](unsigned k) { return uint32_t(uint64_t(tabCount) * k / threads); };
+    auto part = [&](unsigned k) {
+        try {
+            run(bound(k), bound(k + 1));
+        } catch (...) {
+            errors[k] = std::current_exception();
+        }
+    };
+    // Runs whose thread cannot be started are done here, after the first.
+    unsigned started = 1;
+    try {
+        for (; started < threads; ++started) helpers.emplace_back(part, started);
+    } catch (const std::system_error&) {
+    }
+    part(0);
+    for (unsigned k = started; k < threads; ++k) part(k);
+    for (auto& t : helpers) t.join();
+    deltaValid = 0;
+    for (auto& e : errors)
+        if (e) std::rethrow_exception(e);
 }
 
 template <class T> void TMft<T>::AppendFunc(const Func& f) {

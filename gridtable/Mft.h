@@ -3,6 +3,7 @@
 // point between the nodes is evaluated is left to the three- and four-input children.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -16,6 +17,9 @@
 // This is the order of an ICC CLUT, so a profile's table is copied in as it stands.
 template <class T> class TMft : public FuncOf_t<T> {
     using Func = FuncOf_t<T>;
+    // Inputs of a node vector that DefineByFuncOnThreads keeps on the stack; more take the
+    // single-threaded way.
+    static constexpr unsigned kMaxGridInputs = 8;
 
 public:
     static constexpr uint32_t kFullScale = Func::kFullScale;
@@ -36,9 +40,32 @@ public:
 
     // Copies tabEntries samples into the grid.
     void Define(const T* data);
+    // Copies n samples into the grid from sample offset `at` on, as a Define of the whole grid
+    // with only those samples changed would. The caller keeps at + n within tabEntries.
+    void DefineSamples(unsigned at, const T* data, unsigned n) {
+        std::copy(data, data + n, table.begin() + at);
+        deltaValid = 0;
+    }
+    // Fills the grid with tabEntries samples of the other width, converted as a pipeline of
+    // the other width is (x * 257 up, the high byte down), without a buffer between.
+    template <class S> void DefineConverted(const S* from) {
+        for (size_t i = 0; i < table.size(); ++i) {
+            if constexpr (sizeof(T) > sizeof(S))
+                table[i] = static_cast<T>(from[i] * 257u);
+            else
+                table[i] = static_cast<T>(from[i] >> 8);
+        }
+        deltaValid = 0;
+    }
     // Fills the grid by evaluating f at every node. f may read this very table: the new grid
     // is built aside and copied over at the end. f's result codes are ignored.
     void DefineByFunc(const Func& f);
+    // The same grid as DefineByFunc, the nodes split into `threads` consecutive runs that are
+    // evaluated at once, the calling thread taking the first. Each node is evaluated alone, so
+    // the grid does not depend on the count; f's Trn must be safe to call from several threads,
+    // and unlike DefineByFunc f must not read this table: the grid is written in place. An
+    // exception thrown by f on any thread reaches the caller, the grid then undefined.
+    void DefineByFuncOnThreads(const Func& f, unsigned threads);
     // Passes every node vector through f, if f has our output count (the only test made).
     void AppendFunc(const Func& f);
 

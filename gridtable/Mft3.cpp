@@ -159,19 +159,65 @@ void CMft3_16::GenDelta() {
 
 int CMft3_16::Trn(const uint16_t* in, uint16_t* out) const {
     const uint32_t p0 = in[0] * gridMax, p1 = in[1] * gridMax, p2 = in[2] * gridMax;
-    const uint32_t base =
-        ((points * (p0 / 65535) + p1 / 65535) * points + p2 / 65535) * m_outputChan;
+    const uint32_t oc = m_outputChan;
+    const uint32_t base = ((points * (p0 / 65535) + p1 / 65535) * points + p2 / 65535) * oc;
     // Fractions 0 to 65534 in 1/65535 of a cell; full scale gives the last node, fraction 0.
-    const Tetrahedron t = ChooseTetrahedron(p0 % 65535, p1 % 65535, p2 % 65535);
+    const uint32_t f0 = p0 % 65535, f1 = p1 % 65535, f2 = p2 % 65535;
+    if (!delta111.empty()) {
+        // A prepared grid reads its difference tables, also when the grid has been changed
+        // since (they then hold the old differences until the next InitTrn).
+        const Tetrahedron t = ChooseTetrahedron(f0, f1, f2);
+        const uint16_t* node = table.data() + base;
+        const int32_t* d1 = t.d1 + base;
+        const int32_t* d2 = t.d2 + base;
+        const int32_t* d3 = t.d3 + base;
+        for (uint32_t c = 0; c < oc; ++c) {
+            // The sum may pass 2^31 and read as negative. As 2^32 is one more than a multiple
+            // of 65535, the result still lands within one unit: the wrap-around is kept.
+            const uint32_t s =
+                t.w1 * uint32_t(d1[c]) + t.w2 * uint32_t(d2[c]) + t.w3 * uint32_t(d3[c]) + 32767u;
+            const int32_t q = int32_t(s) / 65535;     // truncates toward zero
+            out[c] = uint16_t(node[c] + uint32_t(q)); // modulo 65536
+        }
+        return 1;
+    }
+    // A grid never prepared: the same tetrahedron as ChooseTetrahedron, as sample offsets of
+    // its three far corners, and the differences taken from the grid, which are the values
+    // the tables would hold. So a 16-bit grid needs no preparation before Trn.
+    const uint32_t s0 = points2 * oc, s1 = points * oc, s2 = oc;
+    uint32_t a1, a2, w1, w2, w3;
+    if (f0 >= f1) {
+        if (f2 < f1) {
+            a1 = s0, a2 = s0 + s1, w1 = f0 - f1, w2 = f1 - f2, w3 = f2;
+        } else if (f2 < f0) {
+            a1 = s0, a2 = s0 + s2, w1 = f0 - f2, w2 = f2 - f1, w3 = f1;
+        } else {
+            a1 = s2, a2 = s0 + s2, w1 = f2 - f0, w2 = f0 - f1, w3 = f1;
+        }
+    } else if (f2 < f0) {
+        a1 = s1, a2 = s0 + s1, w1 = f1 - f0, w2 = f0 - f2, w3 = f2;
+    } else if (f2 < f1) {
+        a1 = s1, a2 = s1 + s2, w1 = f1 - f2, w2 = f2 - f0, w3 = f0;
+    } else {
+        a1 = s2, a2 = s1 + s2, w1 = f2 - f1, w2 = f1 - f0, w3 = f0;
+    }
+    uint32_t a3 = s0 + s1 + s2;
+    // A corner beyond the grid's edge lies along an axis of fraction 0, and every corner
+    // along such an axis has weight 0 (the weights are differences of the fractions sorted
+    // downwards). Its term is 0 whatever the difference, which the difference tables store as
+    // 0; it is read at the node itself instead, which gives 0 too and stays inside the grid.
+    if (w1 == 0) a1 = 0;
+    if (w2 == 0) a2 = 0;
+    if (w3 == 0) a3 = 0;
     const uint16_t* node = table.data() + base;
-    const int32_t* d1 = t.d1 + base;
-    const int32_t* d2 = t.d2 + base;
-    const int32_t* d3 = t.d3 + base;
-    for (uint32_t c = 0; c < m_outputChan; ++c) {
+    for (uint32_t c = 0; c < oc; ++c) {
+        const int32_t v = node[c];
+        const int32_t d1 = int32_t(node[a1 + c]) - v;
+        const int32_t d2 = int32_t(node[a2 + c]) - v;
+        const int32_t d3 = int32_t(node[a3 + c]) - v;
         // The sum may pass 2^31 and read as negative. As 2^32 is one more than a multiple of
         // 65535, the result still lands within one unit: the wrap-around is kept as it is.
-        const uint32_t s =
-            t.w1 * uint32_t(d1[c]) + t.w2 * uint32_t(d2[c]) + t.w3 * uint32_t(d3[c]) + 32767u;
+        const uint32_t s = w1 * uint32_t(d1) + w2 * uint32_t(d2) + w3 * uint32_t(d3) + 32767u;
         const int32_t q = int32_t(s) / 65535;     // truncates toward zero
         out[c] = uint16_t(node[c] + uint32_t(q)); // modulo 65536
     }

@@ -1,6 +1,6 @@
 // Three-input grids (Lab, XYZ, RGB in; any number of outputs), evaluated by tetrahedral
-// interpolation. The subtractions of the interpolation are done once, when the grid is
-// prepared: seven tables of signed differences sit beside the grid, all indexed like it, so
+// interpolation. For 8-bit grids the subtractions of the interpolation are done once, when the
+// grid is prepared: seven tables of signed differences sit beside the grid, all indexed like it, so
 // that Trn needs per output sample one grid read, three difference reads and three products.
 #pragma once
 
@@ -120,7 +120,9 @@ protected:
 };
 
 // The 16-bit class splits its input per call (65536 entries per table would cost more in
-// cache than the division by a constant); it has no lookup tables at all.
+// cache than the division by a constant); it has no lookup tables at all. Once prepared, its
+// Trn reads the difference tables; never prepared, it takes the same differences from the
+// grid itself, so it may run without InitTrn.
 class CMft3_16 : public TMft3<CMft_16> {
     DECLARE_DYNCREATE(CMft3_16)
 public:

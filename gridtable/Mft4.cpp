@@ -4,6 +4,12 @@
 
 template <class Base> void TMft4<Base>::Init() {
     for (auto& d : deltaTabs) d = {};
+    // Direction code 8a + 4b + 2c + d to the sample distance of that neighbour.
+    const uint32_t P = this->m_clutPoints;
+    for (unsigned code = 1; code < 16; ++code) {
+        const uint32_t a = code >> 3, b = (code >> 2) & 1, c = (code >> 1) & 1, d = code & 1;
+        stepOffsets[code - 1] = (((P * a + b) * P + c) * P + d) * this->m_outputChan;
+    }
 }
 
 template <class Base> void TMft4<Base>::Serialize(CArchive& ar) {
@@ -120,22 +126,48 @@ void CMft4_16::GenDelta() {
 
 int CMft4_16::Trn(const uint16_t* in, uint16_t* out) const {
     const uint32_t P = m_clutPoints;
+    const uint32_t oc = m_outputChan;
     const uint32_t p[4] = {in[0] * gridMax, in[1] * gridMax, in[2] * gridMax, in[3] * gridMax};
     const uint32_t base =
-        (((P * (p[0] / 65535) + p[1] / 65535) * P + p[2] / 65535) * P + p[3] / 65535) *
-        m_outputChan;
+        (((P * (p[0] / 65535) + p[1] / 65535) * P + p[2] / 65535) * P + p[3] / 65535) * oc;
     const uint32_t f[4] = {p[0] % 65535, p[1] % 65535, p[2] % 65535, p[3] % 65535};
     const Simplex sx = ChooseSimplex(f);
     const uint32_t w0 = sx.w[0], w1 = sx.w[1], w2 = sx.w[2], w3 = sx.w[3];
     const uint16_t* node = table.data() + base;
-    const int32_t* e0 = deltaTabs[sx.tableNo[0]].data() + base;
-    const int32_t* e1 = deltaTabs[sx.tableNo[1]].data() + base;
-    const int32_t* e2 = deltaTabs[sx.tableNo[2]].data() + base;
-    const int32_t* e3 = deltaTabs[sx.tableNo[3]].data() + base;
-    for (uint32_t c = 0; c < m_outputChan; ++c) {
+    if (!deltaTabs[14].empty()) {
+        // A prepared grid reads its difference tables, also when the grid has been changed
+        // since (they then hold the old differences until the next InitTrn).
+        const int32_t* t0 = deltaTabs[sx.tableNo[0]].data() + base;
+        const int32_t* t1 = deltaTabs[sx.tableNo[1]].data() + base;
+        const int32_t* t2 = deltaTabs[sx.tableNo[2]].data() + base;
+        const int32_t* t3 = deltaTabs[sx.tableNo[3]].data() + base;
+        for (uint32_t c = 0; c < oc; ++c) {
+            // 32767 is half a unit of 1/65535; the sum may wrap past 2^31, as intended.
+            const uint32_t s = w1 * uint32_t(t1[c]) + w3 * uint32_t(t3[c]) + w2 * uint32_t(t2[c]) +
+                               32767u + w0 * uint32_t(t0[c]);
+            const int32_t q = int32_t(s) / 65535;     // truncates toward zero
+            out[c] = uint16_t(node[c] + uint32_t(q)); // modulo 65536
+        }
+        return 1;
+    }
+    // A grid never prepared: the differences are taken from the grid at the simplex's corners,
+    // the values the tables would hold, so a 16-bit grid needs no preparation before Trn. A corner
+    // beyond the grid's edge lies along an axis of fraction 0 and has weight 0 (the weights are
+    // differences of the sorted fractions): its term is 0, as the tables store it, and it is
+    // read at the node itself, which gives 0 and stays inside the grid.
+    const uint32_t e0 = w0 ? stepOffsets[sx.tableNo[0]] : 0;
+    const uint32_t e1 = w1 ? stepOffsets[sx.tableNo[1]] : 0;
+    const uint32_t e2 = w2 ? stepOffsets[sx.tableNo[2]] : 0;
+    const uint32_t e3 = w3 ? stepOffsets[sx.tableNo[3]] : 0;
+    for (uint32_t c = 0; c < oc; ++c) {
+        const int32_t v = node[c];
+        const int32_t d0 = int32_t(node[e0 + c]) - v;
+        const int32_t d1 = int32_t(node[e1 + c]) - v;
+        const int32_t d2 = int32_t(node[e2 + c]) - v;
+        const int32_t d3 = int32_t(node[e3 + c]) - v;
         // 32767 is half a unit of 1/65535; the sum may wrap past 2^31, as intended.
-        const uint32_t s = w1 * uint32_t(e1[c]) + w3 * uint32_t(e3[c]) + w2 * uint32_t(e2[c]) +
-                           32767u + w0 * uint32_t(e0[c]);
+        const uint32_t s =
+            w1 * uint32_t(d1) + w3 * uint32_t(d3) + w2 * uint32_t(d2) + 32767u + w0 * uint32_t(d0);
         const int32_t q = int32_t(s) / 65535;     // truncates toward zero
         out[c] = uint16_t(node[c] + uint32_t(q)); // modulo 65536
     }

@@ -1,7 +1,8 @@
 // Four-input grids (CMYK in), evaluated by simplex interpolation: the four-dimensional cell is
 // cut into the 24 simplexes that share its corners (0,0,0,0) and (1,1,1,1), and the one that
 // holds the input is found by sorting the four fractions. All four axes are handled alike.
-// As in the three-input grid, the differences are computed once when the grid is prepared.
+// As in the three-input grid, the 8-bit grid computes the differences once when it is prepared;
+// the 16-bit grid, never prepared, takes them from the grid in Trn.
 #pragma once
 
 #include <algorithm>
@@ -90,6 +91,8 @@ protected:
     void GenDeltaTables();
 
     std::array<std::vector<int32_t>, deltaCount> deltaTabs;
+    // Sample distance from a node to its neighbour in the direction of each difference table.
+    std::array<uint32_t, deltaCount> stepOffsets{};
 
 private:
     // Drops the difference tables, whose size follows the grid.
@@ -114,7 +117,8 @@ protected:
     std::array<std::vector<uint32_t>, 4> offsetTabs;
 };
 
-// The 16-bit class splits its input per call and has no lookup tables.
+// The 16-bit class splits its input per call and has no lookup tables; never prepared, its Trn
+// takes the differences from the grid itself, so it may run without InitTrn.
 class CMft4_16 : public TMft4<CMft_16> {
     DECLARE_DYNCREATE(CMft4_16)
 public:

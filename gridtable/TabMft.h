@@ -156,6 +156,10 @@ public:
     // Fills the grid only: f maps the grid's own domain and range, behind the input curves and
     // before the output curves, which stay as they are.
     void DefineByFunc(const Func& f) { mft.DefineByFunc(f); }
+    // The same grid, sampled on `threads` threads (see TMft::DefineByFuncOnThreads).
+    void DefineByFuncOnThreads(const Func& f, unsigned threads) {
+        mft.DefineByFuncOnThreads(f, threads);
+    }
 
     Grid& Mft() { return mft; }
     const Grid& Mft() const { return mft; }
@@ -174,16 +178,7 @@ protected:
     template <class Source>
     requires(!std::is_same_v<typename Source::Sample, T>) explicit TFuncTabMft(const Source& s)
         : Base(s), mft(s.Mft().clutPoints(), s.outputChan()) {
-        using S = typename Source::Sample;
-        const S* from = s.Mft().Table();
-        std::vector<T> samples(mft.TabEntries());
-        for (size_t i = 0; i < samples.size(); ++i) {
-            if constexpr (sizeof(T) > sizeof(S))
-                samples[i] = static_cast<T>(from[i] * 257u);
-            else
-                samples[i] = static_cast<T>(from[i] >> 8);
-        }
-        mft.Define(samples.data());
+        mft.DefineConverted(s.Mft().Table());
     }
 
     // The archive body of the persistent (8-bit) pipelines: counts, input curves, grid, output

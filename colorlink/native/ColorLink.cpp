@@ -5,7 +5,9 @@
 #include <cstring>
 
 #include <cmath>
+#include <cstdlib>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "base/IniEntries.h"
@@ -66,33 +68,33 @@ CFunc_16* NewIccXYZToLab() {
     return new CInversFunc_16(NewLabToIccXYZ());
 }
 
-// The ways of taking a tag's table into the chain. Head, Only and Tail work on a prepared
-// copy with the chosen curve sets bypassed; Middle runs the tag's own table with its curves.
-// A table widened from 8 bits gets the 8-bit Lab encoding corrected on its Lab sides.
-Chain TagFuncClone(CColorTag& tag, bool skipInput, bool skipOutput) {
-    std::unique_ptr<CFunc_16TabBaseMft> clone(tag.pFunc16->CreateClone());
-    clone->SetSkipInputTab(skipInput);
-    clone->SetSkipOutputTab(skipOutput);
-    clone->InitMftTrn();
-    return std::make_unique<CConcatFunc_16>(static_cast<CFunc_16*>(clone.release()));
+// The ways of taking a tag's table into the chain. Head, Only and Tail run the tag's table with
+// the chosen curve sets bypassed; Middle runs it with its curves. The flags are set on the
+// tag's own table rather than on a copy: the list is dropped when the link is made, and the
+// curves themselves, which CreateLink still reads, stay as they are. A table widened from 8
+// bits gets the 8-bit Lab encoding corrected on its Lab sides.
+Chain TagFuncBypassing(CColorTag& tag, bool skipInput, bool skipOutput) {
+    CFunc_16TabBaseMft& f = *tag.pFunc16;
+    f.SetSkipInputTab(skipInput);
+    f.SetSkipOutputTab(skipOutput);
+    return std::make_unique<CConcatFunc_16>(static_cast<const CFunc_16&>(f));
 }
 Chain TagFuncHead(CColorTag& tag) {
-    Chain f = TagFuncClone(tag, true, false);
+    Chain f = TagFuncBypassing(tag, true, false);
     if (tag.bFrom8Bit && tag.OutSpace == icSigLabData)
         Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
     return f;
 }
 Chain TagFuncOnly(CColorTag& tag) {
-    return TagFuncClone(tag, true, true);
+    return TagFuncBypassing(tag, true, true);
 }
 Chain TagFuncTail(CColorTag& tag) {
-    Chain f = TagFuncClone(tag, false, true);
+    Chain f = TagFuncBypassing(tag, false, true);
     if (tag.bFrom8Bit && tag.InSpace == icSigLabData) Prepend(f, new CL8To16);
     return f;
 }
 Chain TagFuncMiddle(CColorTag& tag) {
     Chain f = std::make_unique<CConcatFunc_16>(static_cast<const CFunc_16&>(*tag.pFunc16));
-    tag.pFunc16->InitMftTrn();
     if (tag.bFrom8Bit && tag.OutSpace == icSigLabData)
         Append(f, new CInversFunc_16(static_cast<CFunc_16*>(new CL8To16)));
     if (tag.bFrom8Bit && tag.InSpace == icSigLabData) Prepend(f, new CL8To16);
@@ -127,6 +129,18 @@ bool SamePixel4x16(const unsigned short* a, const unsigned short* b) {
 unsigned GridSize(int setting, unsigned maxEntries, double inputs) {
     if (setting <= 0) return unsigned(-int64_t(setting));
     return unsigned(std::max(double(setting), std::pow(double(maxEntries), 1.0 / inputs)) + 0.5);
+}
+
+// Threads that sample a link's chain over its grid. KVR_BUILD_THREADS, when set to a count of
+// at least 1, fixes it (1 is the single-threaded way); otherwise every core up to eight, and
+// one for a grid too small to be worth starting threads. The grid is the same for any count.
+unsigned SamplingThreads(unsigned nodes) {
+    if (const char* forced = std::getenv("KVR_BUILD_THREADS")) {
+        const long n = std::strtol(forced, nullptr, 10);
+        if (n >= 1) return unsigned(std::min(n, 64L));
+    }
+    if (nodes < 4096) return 1;
+    return std::clamp(std::thread::hardware_concurrency(), 1u, 8u);
 }
 
 } // namespace
@@ -383,9 +397,7 @@ void CColorLink::ApplyWhiteFix(CMft_16& mft, const uint16_t* white, unsigned nOu
     const unsigned i = mft.QuantizeToGridPoint(white);
     // Bounded by the grid's end, for a caller whose channel count exceeds the table's.
     const unsigned n = std::min({nOut, kMaxSide, mft.TabEntries() - std::min(i, mft.TabEntries())});
-    std::vector<uint16_t> samples(mft.Table(), mft.Table() + mft.TabEntries());
-    std::copy(buf, buf + n, samples.begin() + i);
-    mft.Define(samples.data());
+    mft.DefineSamples(i, buf, n);
 }
 
 int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, unsigned nOut) {
@@ -458,7 +470,9 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
         if (needInputTab) PrependRef(chain, head.pFunc16->FuncInputTab());
         needInputTab = false;
         auto t3 = std::make_unique<CFunc_16Tab3Mft>(grid3, chain->outputChan());
-        t3->DefineByFunc(*chain);
+        // The chain's functions keep no scratch state between calls, so its nodes may be
+        // sampled on several threads at once: the same table, made sooner.
+        t3->DefineByFuncOnThreads(*chain, SamplingThreads(t3->Mft().TabCount()));
         if (inFormat == LinkFmtRgb && toDevice && !absolute) {
             const uint16_t white[3] = {65535, 65535, 65535};
             ApplyWhiteFix(t3->Mft(), white, nOut, flags.OutIsXYZ);
@@ -470,7 +484,7 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
     }
     case 4: {
         auto t4 = std::make_unique<CFunc_16Tab4Mft>(grid4, chain->outputChan());
-        t4->DefineByFunc(*chain);
+        t4->DefineByFuncOnThreads(*chain, SamplingThreads(t4->Mft().TabCount()));
         if (inFormat == LinkFmtCmyk && toDevice && !absolute) {
             uint16_t white[4] = {0, 0, 0, 0};
             if (needInputTab) {

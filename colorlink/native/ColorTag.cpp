@@ -134,7 +134,8 @@ bool Widen8(std::unique_ptr<CFunc_8TabBaseMft>& f8, std::unique_ptr<CFunc_16TabB
     return true;
 }
 
-// A step's function, widened to 16 bits and prepared; null if the profile gives none.
+// A step's function, widened to 16 bits; null if the profile gives none. A 16-bit pipeline
+// evaluates from its grid alone and needs no InitMftTrn.
 std::unique_ptr<CFunc_16TabBaseMft> PreparedStepFunction(CIccProfileUse& profile,
                                                          const SStepTag& step) {
     std::unique_ptr<CFunc_16TabBaseMft> f16;
@@ -142,7 +143,6 @@ std::unique_ptr<CFunc_16TabBaseMft> PreparedStepFunction(CIccProfileUse& profile
     // The black point walks take any table: their vectors are as long as any table's side.
     if (!MakeStepFunction(profile, step, f16, f8, false)) return nullptr;
     Widen8(f8, f16);
-    if (f16) f16->InitMftTrn();
     return f16;
 }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <map>
 #include <random>
 #include <set>
@@ -14,10 +15,12 @@
 #include <thread>
 #include <vector>
 
+#include "DefaultGridSizes.h"
 #include "LinkTestUtil.h"
 #include "colorfunc/DeviceModels.h"
 #include "colorfunc/WidthAdapters.h"
 #include "colorlink/LinkSignatures.h"
+#include "support/TestData.h"
 
 using namespace linktest;
 
@@ -993,4 +996,79 @@ TEST_F(LinkBuildTest, TableIsPreparedOnceForThreadsThatTakeTheStraightforwardLoo
         threads.emplace_back([&, t] { wide->TrnPixels16(src4.data(), out[t].data(), kPixels); });
     for (auto& th : threads) th.join();
     for (unsigned t = 0; t < kThreads; ++t) EXPECT_EQ(out[t], expected) << "thread " << t;
+}
+
+namespace {
+
+// Sets KVR_BUILD_THREADS for the life of the object and puts the old value back.
+class ScopedBuildThreads {
+public:
+    explicit ScopedBuildThreads(const char* count) {
+        if (const char* old = std::getenv("KVR_BUILD_THREADS")) saved = old, had = true;
+        setenv("KVR_BUILD_THREADS", count, 1);
+    }
+    ~ScopedBuildThreads() {
+        if (had)
+            setenv("KVR_BUILD_THREADS", saved.c_str(), 1);
+        else
+            unsetenv("KVR_BUILD_THREADS");
+    }
+    ScopedBuildThreads(const ScopedBuildThreads&) = delete;
+    ScopedBuildThreads& operator=(const ScopedBuildThreads&) = delete;
+
+private:
+    std::string saved;
+    bool had = false;
+};
+
+// The grid and curves of a built link's table as bytes.
+std::vector<uint16_t> TableSamples(const CColorLink& link) {
+    const CFunc_16TabBaseMft* t = link.Table16();
+    std::vector<uint16_t> v;
+    if (const auto* t3 = dynamic_cast<const CFunc_16Tab3Mft*>(t))
+        v.assign(t3->Mft().Table(), t3->Mft().Table() + t3->Mft().TabEntries());
+    else if (const auto* t4 = dynamic_cast<const CFunc_16Tab4Mft*>(t))
+        v.assign(t4->Mft().Table(), t4->Mft().Table() + t4->Mft().TabEntries());
+    return v;
+}
+
+} // namespace
+
+// The chain's nodes are sampled on several threads: the table is the same, byte for byte, for
+// any number of them, with the configured grid sizes (33 and 17 points), 3 and 4 inputs, every
+// intent.
+TEST(ColorLinkBuild, TableIsTheSameForAnyNumberOfSamplingThreads) {
+    if (!kvrtest::HaveCorpusProfile("sRGB.icc") || !kvrtest::HaveCorpusProfile("default_cmyk.icc"))
+        GTEST_SKIP() << "corpus profiles missing";
+    const DefaultGridSizes sizes;
+    const std::wstring rgb = kvrtest::CorpusProfile("sRGB.icc").wstring();
+    const std::wstring cmyk = kvrtest::CorpusProfile("default_cmyk.icc").wstring();
+    struct Case {
+        std::vector<Step> steps;
+        unsigned inFormat, nIn;
+    };
+    const int D = CMdlColorLink::ProfStepDevToPcs, P = CMdlColorLink::ProfStepPcsToDev;
+    for (int intent : {0, 1, 2, 3, 4, 5}) {
+        const Case cases[] = {
+            {{{rgb, D, intent}, {cmyk, P, intent}}, CMdlColorLink::LinkFmtRgb, 3},
+            {{{cmyk, P, intent}}, CMdlColorLink::LinkFmtLab, 3},
+            {{{cmyk, D, intent}, {cmyk, P, intent}}, CMdlColorLink::LinkFmtCmyk, 4}};
+        for (const Case& c : cases) {
+            std::vector<uint16_t> reference;
+            for (const char* threads : {"1", "2", "3", "7"}) {
+                const ScopedBuildThreads forced(threads);
+                CColorLink link(nullptr);
+                for (const Step& s : c.steps)
+                    ASSERT_TRUE(link.AddProfile(s.path.c_str(), s.kind, Intent(s.intent)));
+                ASSERT_TRUE(link.CreateLink(c.inFormat, c.nIn, CMdlColorLink::LinkFmtCmyk, 4));
+                const std::vector<uint16_t> table = TableSamples(link);
+                ASSERT_FALSE(table.empty());
+                if (reference.empty())
+                    reference = table;
+                else
+                    ASSERT_EQ(table, reference) << "intent " << intent << ", " << c.nIn
+                                                << " inputs, " << threads << " threads";
+            }
+        }
+    }
 }

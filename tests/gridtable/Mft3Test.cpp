@@ -399,3 +399,27 @@ TEST(Mft3, CopyOfAPreparedGridIsPreparedAndIndependent) {
     EXPECT_EQ(std::memcmp(b.Table(), data.data(), data.size()), 0);
     EXPECT_NE(b.Delta100(), a.Delta100());
 }
+
+// A 16-bit grid that was never prepared takes its differences from the grid: the same values
+// as the prepared tables, on random inputs and on the edges, where a corner lies outside.
+TEST(Mft3, UnpreparedSixteenBitGridEvaluatesAsThePreparedOne) {
+    for (const unsigned points : {2u, 5u, 17u}) {
+        CMft3_16 prepared(points, 4), unprepared(points, 4);
+        const auto data = RandomSamples<uint16_t>(prepared.TabEntries(), 41 + points);
+        prepared.Define(data.data());
+        unprepared.Define(data.data());
+        prepared.InitTrn();
+        std::mt19937 rng(points);
+        std::uniform_int_distribution<int> any(0, 65535);
+        const uint16_t edges[] = {0, 1, 32768, 65534, 65535};
+        for (int n = 0; n < 200000; ++n) {
+            uint16_t in[3];
+            for (auto& v : in) v = n % 4 == 0 ? edges[any(rng) % 5] : uint16_t(any(rng));
+            uint16_t a[4], b[4];
+            prepared.Trn(in, a);
+            unprepared.Trn(in, b);
+            ASSERT_EQ(std::memcmp(a, b, sizeof a), 0)
+                << points << ": " << in[0] << " " << in[1] << " " << in[2];
+        }
+    }
+}

@@ -290,3 +290,27 @@ TEST(Mft4, PreparingAGridWithoutPointsDoesNothing) {
     EXPECT_EQ(g16.clutPoints(), 0u);
     EXPECT_EQ(g8.TabEntries(), 0u);
 }
+
+// A 16-bit grid that was never prepared takes its differences from the grid: the same values
+// as the prepared tables, on random inputs and on the edges, where a corner lies outside.
+TEST(Mft4, UnpreparedSixteenBitGridEvaluatesAsThePreparedOne) {
+    for (const unsigned points : {2u, 5u, 9u}) {
+        CMft4_16 prepared(points, 3), unprepared(points, 3);
+        const auto data = RandomSamples<uint16_t>(prepared.TabEntries(), 51 + points);
+        prepared.Define(data.data());
+        unprepared.Define(data.data());
+        prepared.InitTrn();
+        std::mt19937 rng(points);
+        std::uniform_int_distribution<int> any(0, 65535);
+        const uint16_t edges[] = {0, 1, 32768, 65534, 65535};
+        for (int n = 0; n < 200000; ++n) {
+            uint16_t in[4];
+            for (auto& v : in) v = n % 4 == 0 ? edges[any(rng) % 5] : uint16_t(any(rng));
+            uint16_t a[3], b[3];
+            prepared.Trn(in, a);
+            unprepared.Trn(in, b);
+            ASSERT_EQ(std::memcmp(a, b, sizeof a), 0)
+                << points << ": " << in[0] << " " << in[1] << " " << in[2] << " " << in[3];
+        }
+    }
+}
