@@ -24,27 +24,105 @@ namespace hn = hwy::HWY_NAMESPACE;
 constexpr unsigned kLutShift = 4;
 constexpr unsigned kLutEntries = 4096;
 
+using DU = hn::ScalableTag<uint32_t>;
+using DI = hn::RebindToSigned<DU>;
+using VU = hn::Vec<DU>;
+using VI = hn::Vec<DI>;
+
+// The grid's result for one step of pixels, per output the scalar path's simplex: the axes
+// sorted by falling fraction (steps alongside) give the corners and weights; per output
+// s = 32767 - wSum * base + sum(weight * corner), wrapping in 32 bits, read as signed and
+// divided by 65535 toward zero, added to the base node modulo 65536. `f`, `step` and `base`
+// are the fractions, steps to the next node and base node offset per input; they are sorted
+// in place. Both kernels share it: they differ only in how they find those and in their
+// output stage.
+template <unsigned In>
+HWY_INLINE void GridResult(const uint16_t* grid, VU base, VI (&f)[In], VU (&step)[In],
+                           VU (&result)[4]) {
+    const DU du;
+    const DI di;
+    const hn::Repartition<uint64_t, DU> d64;
+    const hn::RebindToSigned<decltype(d64)> di64;
+    const hn::Half<DI> dh;
+    const uint64_t* grid64 = reinterpret_cast<const uint64_t*>(grid);
+    const VU sampleMask = hn::Set(du, 0xFFFFu);
+    const VU one = hn::Set(du, 1u), half = hn::Set(du, 32767u);
+
+    // Sort by falling fraction, steps alongside. Ties may fall either way: two orders of
+    // equal fractions differ in one corner only, whose weight is their difference, 0.
+    auto order = [&](unsigned i, unsigned j) {
+        const auto swap = hn::Lt(f[i], f[j]);
+        const VI fi = hn::IfThenElse(swap, f[j], f[i]);
+        f[j] = hn::IfThenElse(swap, f[i], f[j]);
+        f[i] = fi;
+        const auto swapU = hn::RebindMask(du, swap);
+        const VU si = hn::IfThenElse(swapU, step[j], step[i]);
+        step[j] = hn::IfThenElse(swapU, step[i], step[j]);
+        step[i] = si;
+    };
+    SortCellFractions<In>(order);
+
+    // Byte offsets of the base node and of the corners; weights.
+    VU node[In + 1], weight[In];
+    node[0] = base;
+#pragma GCC unroll 4
+    for (unsigned k = 0; k < In; ++k) node[k + 1] = hn::Add(node[k], step[k]);
+#pragma GCC unroll 4
+    for (unsigned k = 0; k + 1 < In; ++k) weight[k] = hn::BitCast(du, hn::Sub(f[k], f[k + 1]));
+    weight[In - 1] = hn::BitCast(du, f[In - 1]);
+    const VU wSum = hn::BitCast(du, f[0]);
+
+    // The four samples of every node in one 64-bit read (gathers cost per element), split
+    // into channels 0/1 and 2/3 of each pixel.
+    VU s[4] = {half, half, half, half};
+    VU t0[4];
+#pragma GCC unroll 5
+    for (unsigned j = 0; j <= In; ++j) {
+        const VI at = hn::BitCast(di, hn::ShiftLeft<1>(node[j]));
+        const VU first = hn::BitCast(
+            du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::LowerHalf(dh, at))));
+        const VU second = hn::BitCast(
+            du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::UpperHalf(dh, at))));
+        const VU lo = hn::ConcatEven(du, second, first);
+        const VU hi = hn::ConcatOdd(du, second, first);
+        const VU ch[4] = {hn::And(lo, sampleMask), hn::ShiftRight<16>(lo), hn::And(hi, sampleMask),
+                          hn::ShiftRight<16>(hi)};
+        if (j == 0) {
+#pragma GCC unroll 4
+            for (unsigned c = 0; c < 4; ++c) {
+                t0[c] = ch[c];
+                s[c] = hn::Sub(s[c], hn::Mul(wSum, ch[c]));
+            }
+        } else {
+#pragma GCC unroll 4
+            for (unsigned c = 0; c < 4; ++c) s[c] = hn::Add(s[c], hn::Mul(weight[j - 1], ch[c]));
+        }
+    }
+
+#pragma GCC unroll 4
+    for (unsigned c = 0; c < 4; ++c) {
+        // Signed division by 65535 toward zero on the magnitude m: floor(m / 65535) =
+        // (m + (m >> 16) + 1) >> 16 holds for every m up to 2^31.
+        const VU sign = hn::BitCast(du, hn::BroadcastSignBit(hn::BitCast(di, s[c])));
+        const VU mag = hn::Sub(hn::Xor(s[c], sign), sign);
+        VU q = hn::ShiftRight<16>(hn::Add(hn::Add(mag, hn::ShiftRight<16>(mag)), one));
+        q = hn::Sub(hn::Xor(q, sign), sign);
+        result[c] = hn::And(hn::Add(t0[c], q), sampleMask);
+    }
+}
+
 // One step of pixels, each in its own 32-bit lane. Per pixel the arithmetic is the scalar
 // path's (CGridPath in FastPixelPath.cpp): node index and fraction per input from the axis
-// tables; the axes sorted by falling fraction, which gives the simplex's corners and weights;
-// per output s = 32767 - wSum * base + sum(weight * corner), wrapping in 32 bits, read as
-// signed and divided by 65535 toward zero, added to the base node modulo 65536; the final byte
-// from the output table. Only the order of the work differs.
+// tables; the simplex of GridResult; the final byte from the output table. Only the order of
+// the work differs.
 template <unsigned In>
 unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, unsigned count) {
-    const hn::ScalableTag<uint32_t> du;
-    const hn::RebindToSigned<decltype(du)> di;
-    using VU = hn::Vec<decltype(du)>;
-    using VI = hn::Vec<decltype(di)>;
+    const DU du;
+    const DI di;
     const unsigned n = unsigned(hn::Lanes(du));
 
-    const hn::Rebind<uint8_t, decltype(du)> d8; // one byte per pixel
-    const hn::Repartition<uint64_t, decltype(du)> d64;
-    const hn::RebindToSigned<decltype(d64)> di64;
-    const hn::Half<decltype(di)> dh;
-    const uint64_t* grid64 = reinterpret_cast<const uint64_t*>(t.grid);
-    const VU byteMask = hn::Set(du, 0xFFu), sampleMask = hn::Set(du, 0xFFFFu);
-    const VU one = hn::Set(du, 1u), half = hn::Set(du, 32767u);
+    const hn::Rebind<uint8_t, DU> d8; // one byte per pixel
+    const VU byteMask = hn::Set(du, 0xFFu);
 
     uint32_t lastKey = 0, lastOut = 0; // the last pixel converted and its result
     bool haveLast = false;
@@ -87,69 +165,13 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
             step[k] = hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(f[k], hn::Zero(di))), stride);
         }
 
-        // Sort by falling fraction, steps alongside. Ties may fall either way: two orders of
-        // equal fractions differ in one corner only, whose weight is their difference, 0.
-        auto order = [&](unsigned i, unsigned j) {
-            const auto swap = hn::Lt(f[i], f[j]);
-            const VI fi = hn::IfThenElse(swap, f[j], f[i]);
-            f[j] = hn::IfThenElse(swap, f[i], f[j]);
-            f[i] = fi;
-            const auto swapU = hn::RebindMask(du, swap);
-            const VU si = hn::IfThenElse(swapU, step[j], step[i]);
-            step[j] = hn::IfThenElse(swapU, step[i], step[j]);
-            step[i] = si;
-        };
-        SortCellFractions<In>(order);
-
-        // Byte offsets of the base node and of the corners; weights.
-        VU node[In + 1], weight[In];
-        node[0] = base;
-#pragma GCC unroll 4
-        for (unsigned k = 0; k < In; ++k) node[k + 1] = hn::Add(node[k], step[k]);
-#pragma GCC unroll 4
-        for (unsigned k = 0; k + 1 < In; ++k) weight[k] = hn::BitCast(du, hn::Sub(f[k], f[k + 1]));
-        weight[In - 1] = hn::BitCast(du, f[In - 1]);
-        const VU wSum = hn::BitCast(du, f[0]);
-
-        // The four samples of every node in one 64-bit read (gathers cost per element), split
-        // into channels 0/1 and 2/3 of each pixel.
-        VU s[4] = {half, half, half, half};
-        VU t0[4];
-#pragma GCC unroll 5
-        for (unsigned j = 0; j <= In; ++j) {
-            const VI at = hn::BitCast(di, hn::ShiftLeft<1>(node[j]));
-            const VU first = hn::BitCast(
-                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::LowerHalf(dh, at))));
-            const VU second = hn::BitCast(
-                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::UpperHalf(dh, at))));
-            const VU lo = hn::ConcatEven(du, second, first);
-            const VU hi = hn::ConcatOdd(du, second, first);
-            const VU ch[4] = {hn::And(lo, sampleMask), hn::ShiftRight<16>(lo),
-                              hn::And(hi, sampleMask), hn::ShiftRight<16>(hi)};
-            if (j == 0) {
-#pragma GCC unroll 4
-                for (unsigned c = 0; c < 4; ++c) {
-                    t0[c] = ch[c];
-                    s[c] = hn::Sub(s[c], hn::Mul(wSum, ch[c]));
-                }
-            } else {
-#pragma GCC unroll 4
-                for (unsigned c = 0; c < 4; ++c)
-                    s[c] = hn::Add(s[c], hn::Mul(weight[j - 1], ch[c]));
-            }
-        }
+        VU v[4];
+        GridResult<In>(t.grid, base, f, step, v);
 
         VU out = hn::Zero(du);
 #pragma GCC unroll 4
         for (unsigned c = 0; c < 4; ++c) {
-            // Signed division by 65535 toward zero on the magnitude m: floor(m / 65535) =
-            // (m + (m >> 16) + 1) >> 16 holds for every m up to 2^31.
-            const VU sign = hn::BitCast(du, hn::BroadcastSignBit(hn::BitCast(di, s[c])));
-            const VU mag = hn::Sub(hn::Xor(s[c], sign), sign);
-            VU q = hn::ShiftRight<16>(hn::Add(hn::Add(mag, hn::ShiftRight<16>(mag)), one));
-            q = hn::Sub(hn::Xor(q, sign), sign);
-            const VU v = hn::And(hn::Add(t0[c], q), sampleMask);
-            const VI index = hn::BitCast(di, hn::ShiftRight<kLutShift>(v));
+            const VI index = hn::BitCast(di, hn::ShiftRight<kLutShift>(v[c]));
             const VU byte =
                 hn::And(hn::GatherOffset(
                             du, reinterpret_cast<const uint32_t*>(t.lut + c * kLutEntries), index),
@@ -175,20 +197,14 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
 // the top 12 bits of the 16-bit grid result, or that result itself when the curve is skipped.
 template <unsigned In>
 unsigned Grid16(const SGridKernel16Tables& t, const uint16_t* src, uint16_t* dst, unsigned count) {
-    const hn::ScalableTag<uint32_t> du;
-    const hn::RebindToSigned<decltype(du)> di;
-    using VU = hn::Vec<decltype(du)>;
-    using VI = hn::Vec<decltype(di)>;
-    using MU = hn::Mask<decltype(du)>;
+    const DU du;
+    const DI di;
+    using MU = hn::Mask<DU>;
     const unsigned n = unsigned(hn::Lanes(du));
 
-    const hn::Rebind<uint16_t, decltype(du)> d16; // one sample per pixel
-    const hn::Repartition<uint64_t, decltype(du)> d64;
-    const hn::RebindToSigned<decltype(d64)> di64;
-    const hn::Half<decltype(di)> dh;
-    const uint64_t* grid64 = reinterpret_cast<const uint64_t*>(t.grid);
+    const hn::Rebind<uint16_t, DU> d16; // one sample per pixel
     const VU byteMask = hn::Set(du, 0xFFu), sampleMask = hn::Set(du, 0xFFFFu);
-    const VU one = hn::Set(du, 1u), half = hn::Set(du, 32767u), unit = hn::Set(du, 65535u);
+    const VU one = hn::Set(du, 1u), unit = hn::Set(du, 65535u);
     const VU gridMax = hn::Set(du, t.gridMax);
 
     uint16_t lastIn[In] = {}, lastOut[4] = {}; // the last pixel converted and its result
@@ -247,61 +263,10 @@ unsigned Grid16(const SGridKernel16Tables& t, const uint16_t* src, uint16_t* dst
             step[k] = hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(f[k], hn::Zero(di))), stride);
         }
 
-        auto order = [&](unsigned i, unsigned j) {
-            const auto swap = hn::Lt(f[i], f[j]);
-            const VI fi = hn::IfThenElse(swap, f[j], f[i]);
-            f[j] = hn::IfThenElse(swap, f[i], f[j]);
-            f[i] = fi;
-            const auto swapU = hn::RebindMask(du, swap);
-            const VU si = hn::IfThenElse(swapU, step[j], step[i]);
-            step[j] = hn::IfThenElse(swapU, step[i], step[j]);
-            step[i] = si;
-        };
-        SortCellFractions<In>(order);
-
-        VU node[In + 1], weight[In];
-        node[0] = base;
-#pragma GCC unroll 4
-        for (unsigned k = 0; k < In; ++k) node[k + 1] = hn::Add(node[k], step[k]);
-#pragma GCC unroll 4
-        for (unsigned k = 0; k + 1 < In; ++k) weight[k] = hn::BitCast(du, hn::Sub(f[k], f[k + 1]));
-        weight[In - 1] = hn::BitCast(du, f[In - 1]);
-        const VU wSum = hn::BitCast(du, f[0]);
-
-        VU s[4] = {half, half, half, half};
-        VU t0[4];
-#pragma GCC unroll 5
-        for (unsigned j = 0; j <= In; ++j) {
-            const VI at = hn::BitCast(di, hn::ShiftLeft<1>(node[j]));
-            const VU first = hn::BitCast(
-                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::LowerHalf(dh, at))));
-            const VU second = hn::BitCast(
-                du, hn::GatherOffset(d64, grid64, hn::PromoteTo(di64, hn::UpperHalf(dh, at))));
-            const VU lo = hn::ConcatEven(du, second, first);
-            const VU hi = hn::ConcatOdd(du, second, first);
-            const VU ch[4] = {hn::And(lo, sampleMask), hn::ShiftRight<16>(lo),
-                              hn::And(hi, sampleMask), hn::ShiftRight<16>(hi)};
-            if (j == 0) {
-#pragma GCC unroll 4
-                for (unsigned c = 0; c < 4; ++c) {
-                    t0[c] = ch[c];
-                    s[c] = hn::Sub(s[c], hn::Mul(wSum, ch[c]));
-                }
-            } else {
-#pragma GCC unroll 4
-                for (unsigned c = 0; c < 4; ++c)
-                    s[c] = hn::Add(s[c], hn::Mul(weight[j - 1], ch[c]));
-            }
-        }
-
         VU out[4];
+        GridResult<In>(t.grid, base, f, step, out);
 #pragma GCC unroll 4
         for (unsigned c = 0; c < 4; ++c) {
-            const VU sign = hn::BitCast(du, hn::BroadcastSignBit(hn::BitCast(di, s[c])));
-            const VU mag = hn::Sub(hn::Xor(s[c], sign), sign);
-            VU q = hn::ShiftRight<16>(hn::Add(hn::Add(mag, hn::ShiftRight<16>(mag)), one));
-            q = hn::Sub(hn::Xor(q, sign), sign);
-            out[c] = hn::And(hn::Add(t0[c], q), sampleMask);
             if (t.curve[c]) {
                 // Byte offset of entry v >> 4 of 16-bit samples: (v >> 4) * 2.
                 const VI at = hn::BitCast(di, hn::ShiftLeft<1>(hn::ShiftRight<kLutShift>(out[c])));
