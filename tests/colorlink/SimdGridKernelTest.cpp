@@ -98,19 +98,20 @@ std::vector<uint8_t> EdgePixels(unsigned nIn) {
 
 // ---- comparison ----
 
-std::vector<uint8_t> Run(const CFastPixelPath& path, const uint8_t* src, size_t count,
-                         unsigned nIn) {
-    (void)nIn;
-    std::vector<uint8_t> dst(count * 4, 0x5A);
-    EXPECT_TRUE(path.Trn8(src, dst.data(), unsigned(count)));
-    return dst;
-}
-
-// Differing bytes between the two paths on `src`; the first is reported with its pixel.
-size_t Mismatches(const CFastPixelPath& scalar, const CFastPixelPath& kernel, const uint8_t* src,
+// Differing samples between the two paths on `src`, 8- or 16-bit pixels; the first is reported
+// with its pixel. The two outputs start different, so a sample that one path leaves unwritten
+// counts too.
+template <class T>
+size_t Mismatches(const CFastPixelPath& scalar, const CFastPixelPath& kernel, const T* src,
                   size_t count, unsigned nIn, const std::string& what) {
-    const auto want = Run(scalar, src, count, nIn);
-    const auto got = Run(kernel, src, count, nIn);
+    std::vector<T> want(count * 4, T(0x5A5A)), got(count * 4, T(0xA5A5));
+    if constexpr (sizeof(T) == 1) {
+        EXPECT_TRUE(scalar.Trn8(src, want.data(), unsigned(count)));
+        EXPECT_TRUE(kernel.Trn8(src, got.data(), unsigned(count)));
+    } else {
+        EXPECT_TRUE(scalar.Trn16(src, want.data(), unsigned(count)));
+        EXPECT_TRUE(kernel.Trn16(src, got.data(), unsigned(count)));
+    }
     size_t n = 0;
     for (size_t i = 0; i < want.size(); ++i) {
         if (want[i] == got[i]) continue;
@@ -126,6 +127,26 @@ size_t Mismatches(const CFastPixelPath& scalar, const CFastPixelPath& kernel, co
     return n;
 }
 
+// The pixel sets of one table at one level compared: random pixels, edges, runs of equal
+// pixels, and every length from 1 to 67 at starts 0, 1 and 7 of the random pixels and of the
+// runs.
+template <class T>
+void CompareSets(const CFastPixelPath& scalar, const CFastPixelPath& kernel, unsigned nIn,
+                 const std::vector<T>& rnd, const std::vector<T>& edge, const std::vector<T>& runs,
+                 const std::string& what) {
+    EXPECT_EQ(Mismatches(scalar, kernel, rnd.data(), rnd.size() / nIn, nIn, what + ", random"), 0u);
+    EXPECT_EQ(Mismatches(scalar, kernel, edge.data(), edge.size() / nIn, nIn, what + ", edges"),
+              0u);
+    EXPECT_EQ(Mismatches(scalar, kernel, runs.data(), runs.size() / nIn, nIn, what + ", runs"), 0u);
+    for (const auto* set : {&rnd, &runs})
+        for (size_t start : {0u, 1u, 7u})
+            for (size_t count = 1; count <= 67; ++count)
+                EXPECT_EQ(Mismatches(scalar, kernel, set->data() + start * nIn, count, nIn,
+                                     what + ", " + std::to_string(count) + " pixels from " +
+                                         std::to_string(start)),
+                          0u);
+}
+
 // All pixel sets on one table at one level. `randomPixels` random pixels, the others as above.
 void CheckTable(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level,
                 const std::string& name, size_t randomPixels, uint32_t seed) {
@@ -136,24 +157,9 @@ void CheckTable(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level,
     ASSERT_NE(kernel, nullptr) << name;
     EXPECT_EQ(scalar->Kernel8Level(), SimdLevel::Scalar) << name;
     ASSERT_EQ(kernel->Kernel8Level(), level) << name; // the kernel is really the one compared
-    const std::string what = name + ", " + SimdLevelName(level);
 
-    const auto rnd = RandomPixels(randomPixels, nIn, seed);
-    EXPECT_EQ(Mismatches(*scalar, *kernel, rnd.data(), randomPixels, nIn, what + ", random"), 0u);
-    const auto edge = EdgePixels(nIn);
-    EXPECT_EQ(Mismatches(*scalar, *kernel, edge.data(), edge.size() / nIn, nIn, what + ", edges"),
-              0u);
-    const auto runs = RunsOfEqualPixels(20000, nIn, seed + 1);
-    EXPECT_EQ(Mismatches(*scalar, *kernel, runs.data(), runs.size() / nIn, nIn, what + ", runs"),
-              0u);
-    // Every length from 1 to 67 at starts 0, 1 and 7 of the random pixels and of the runs.
-    for (const auto* set : {&rnd, &runs})
-        for (size_t start : {0u, 1u, 7u})
-            for (size_t count = 1; count <= 67; ++count)
-                EXPECT_EQ(Mismatches(*scalar, *kernel, set->data() + start * nIn, count, nIn,
-                                     what + ", " + std::to_string(count) + " pixels from " +
-                                         std::to_string(start)),
-                          0u);
+    CompareSets(*scalar, *kernel, nIn, RandomPixels(randomPixels, nIn, seed), EdgePixels(nIn),
+                RunsOfEqualPixels(20000, nIn, seed + 1), name + ", " + SimdLevelName(level));
 }
 
 // ---- 16-bit pixels ----
@@ -213,27 +219,6 @@ std::vector<uint16_t> EdgePixels16(unsigned nIn) {
     return v;
 }
 
-// Differing samples between the two paths' Trn16 on `src`; the first is reported.
-size_t Mismatches16(const CFastPixelPath& scalar, const CFastPixelPath& kernel, const uint16_t* src,
-                    size_t count, unsigned nIn, const std::string& what) {
-    std::vector<uint16_t> want(count * 4, 0x5A5A), got(count * 4, 0xA5A5);
-    EXPECT_TRUE(scalar.Trn16(src, want.data(), unsigned(count)));
-    EXPECT_TRUE(kernel.Trn16(src, got.data(), unsigned(count)));
-    size_t n = 0;
-    for (size_t i = 0; i < want.size(); ++i) {
-        if (want[i] == got[i]) continue;
-        if (n++ == 0) {
-            const size_t px = i / 4;
-            std::string in;
-            for (unsigned c = 0; c < nIn; ++c) in += " " + std::to_string(src[px * nIn + c]);
-            ADD_FAILURE() << what << ": pixel " << px << " of " << count << " (in" << in
-                          << ") channel " << i % 4 << ": scalar " << want[i] << ", kernel "
-                          << got[i];
-        }
-    }
-    return n;
-}
-
 // All 16-bit pixel sets on one table at one level, as CheckTable.
 void CheckTable16(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level,
                   const std::string& name, size_t randomPixels, uint32_t seed) {
@@ -244,23 +229,10 @@ void CheckTable16(const CFunc_16TabBaseMft& table, unsigned nIn, SimdLevel level
     ASSERT_NE(kernel, nullptr) << name;
     EXPECT_EQ(scalar->Kernel16Level(), SimdLevel::Scalar) << name;
     ASSERT_EQ(kernel->Kernel16Level(), level) << name; // the kernel is really the one compared
-    const std::string what = name + ", 16 bits, " + SimdLevelName(level);
 
-    const auto rnd = RandomPixels16(randomPixels, nIn, seed);
-    EXPECT_EQ(Mismatches16(*scalar, *kernel, rnd.data(), randomPixels, nIn, what + ", random"), 0u);
-    const auto edge = EdgePixels16(nIn);
-    EXPECT_EQ(Mismatches16(*scalar, *kernel, edge.data(), edge.size() / nIn, nIn, what + ", edges"),
-              0u);
-    const auto runs = RunsOfEqualPixels16(20000, nIn, seed + 1);
-    EXPECT_EQ(Mismatches16(*scalar, *kernel, runs.data(), runs.size() / nIn, nIn, what + ", runs"),
-              0u);
-    for (const auto* set : {&rnd, &runs})
-        for (size_t start : {0u, 1u, 7u})
-            for (size_t count = 1; count <= 67; ++count)
-                EXPECT_EQ(Mismatches16(*scalar, *kernel, set->data() + start * nIn, count, nIn,
-                                       what + ", " + std::to_string(count) + " pixels from " +
-                                           std::to_string(start)),
-                          0u);
+    CompareSets(*scalar, *kernel, nIn, RandomPixels16(randomPixels, nIn, seed), EdgePixels16(nIn),
+                RunsOfEqualPixels16(20000, nIn, seed + 1),
+                name + ", 16 bits, " + SimdLevelName(level));
 }
 
 // The tests of the kernels run once per level; a level the CPU lacks is skipped, saying so.
