@@ -97,7 +97,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "missing profile %s\n", p);
             return 1;
         }
-    std::printf("%-14s %-8s %10s %10s %7s %6s\n", "case", "level", "MPix/s", "lcms2", "ratio",
+    std::printf("%-14s %-10s %10s %10s %7s %6s\n", "case", "level", "MPix/s", "lcms2", "ratio",
                 "goal");
     for (const Chain& c : kChains) {
         if (!only.empty() && only != c.name) continue;
@@ -134,10 +134,10 @@ int main(int argc, char** argv) {
                            cmsDoTransform(lcms, src.data(), dst.data(), cmsUInt32Number(kPixels));
                        }});
         std::vector<std::unique_ptr<CFastPixelPath>> paths;
-        for (SimdLevel level :
-             {SimdLevel::Scalar, SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512}) {
+        for (SimdLevel level : {SimdLevel::Scalar, SimdLevel::Sse4, SimdLevel::Avx2,
+                                SimdLevel::Avx512, SimdLevel::Avx512Vbmi}) {
             if (!SimdLevelAvailable(level)) {
-                std::printf("%-14s %-8s %10s\n", c.name, SimdLevelName(level), "(not here)");
+                std::printf("%-14s %-10s %10s\n", c.name, SimdLevelName(level), "(not here)");
                 continue;
             }
             paths.push_back(CFastPixelPath::Make(*link.Table16(), c.nIn, 4, level));
@@ -181,7 +181,7 @@ int main(int argc, char** argv) {
         cmsDeleteTransform(lcms);
         const double lcmsSpeed = Median(speed[0]);
         for (size_t i = 1; i < all.size(); ++i)
-            std::printf("%-14s %-8s %10.1f %10.1f %6.2fx %5.1fx\n", c.name, all[i].name.c_str(),
+            std::printf("%-14s %-10s %10.1f %10.1f %6.2fx %5.1fx\n", c.name, all[i].name.c_str(),
                         Median(speed[i]), lcmsSpeed, Median(ratio[i]), c.goal);
     }
     return 0;

@@ -314,8 +314,12 @@ private:
                     const AxisPos& a = axis8[k][v];
                     const uint32_t frac = uint32_t(a.key >> 32);
                     axisPacked[k][v] = frac << 8 | a.offset / strides[k];
+                    axisBytes[k][v] = uint8_t(a.offset / strides[k]);
+                    axisBytes[k][256 + v] = uint8_t(frac);
+                    axisBytes[k][512 + v] = uint8_t(frac >> 8);
                 }
                 kernelTables.axis[k] = axisPacked[k];
+                kernelTables.axisBytes[k] = axisBytes[k];
                 kernelTables.stride[k] = strides[k];
             }
             kernelTables.lut = lut8.data();
@@ -390,8 +394,9 @@ private:
     GridKernel8 kernel = nullptr; // null: one pixel at a time
     SimdLevel kernelLevel = SimdLevel::Scalar;
     SGridKernel8Tables kernelTables = {};
-    uint32_t axisPacked[In][256] = {}; // the kernel's axis tables
-    GridKernel16 kernel16 = nullptr;   // null: one pixel at a time
+    uint32_t axisPacked[In][256] = {};               // the kernel's axis tables
+    alignas(64) uint8_t axisBytes[In][3 * 256] = {}; // the same as byte planes
+    GridKernel16 kernel16 = nullptr;                 // null: one pixel at a time
     SGridKernel16Tables kernel16Tables = {};
     std::vector<uint32_t> axis16[In]; // the 16-bit kernel's axis tables (inputs with a curve)
     std::vector<uint16_t> curve16;    // the 16-bit kernel's output curves, padded

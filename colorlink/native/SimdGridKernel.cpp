@@ -2,6 +2,8 @@
 // includes itself once per target); the table at the end lists what this build has.
 // SSSE3 machines without SSE4 are too rare to carry a kernel of their own.
 #define HWY_DISABLED_TARGETS HWY_SSSE3
+// AVX-512 with VBMI and the rest of the Ice Lake set gets a kernel of its own (byte permutes).
+#define HWY_WANT_AVX3_DL
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "colorlink/native/SimdGridKernel.cpp"
 #include <hwy/foreach_target.h> // IWYU pragma: keep
@@ -111,10 +113,46 @@ HWY_INLINE void GridResult(const uint16_t* grid, VU base, VI (&f)[In], VU (&step
     }
 }
 
-// One step of pixels, each in its own 32-bit lane. Per pixel the arithmetic is the scalar
-// path's (CGridPath in FastPixelPath.cpp): node index and fraction per input from the axis
-// tables; the simplex of GridResult; the final byte from the output table. Only the order of
-// the work differs.
+// One step of pixels, each in its own 32-bit lane, once each input is placed on its axis
+// (node index and fraction). Per pixel the arithmetic is the scalar path's (CGridPath in
+// FastPixelPath.cpp): the simplex of GridResult; the final byte from the output table. Only
+// the order of the work differs.
+template <unsigned In>
+HWY_INLINE void Grid8Step(const SGridKernel8Tables& t, const VU (&index)[In], VI (&f)[In],
+                          uint8_t* dst) {
+    const DU du;
+    const DI di;
+    const VU byteMask = hn::Set(du, 0xFFu);
+
+    // Step to the next node (0 where the fraction is 0: every corner taking that step then has
+    // weight 0, and no step past the grid's last node is taken) and node offset per input.
+    VU step[In];
+    VU base = hn::Zero(du);
+#pragma GCC unroll 4
+    for (unsigned k = 0; k < In; ++k) {
+        const VU stride = hn::Set(du, t.stride[k]);
+        base = hn::Add(base, hn::Mul(index[k], stride));
+        step[k] = hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(f[k], hn::Zero(di))), stride);
+    }
+
+    VU v[4];
+    GridResult<In>(t.grid, base, f, step, v);
+
+    VU out = hn::Zero(du);
+#pragma GCC unroll 4
+    for (unsigned c = 0; c < 4; ++c) {
+        const VI at = hn::BitCast(di, hn::ShiftRight<kLutShift>(v[c]));
+        const VU byte = hn::And(
+            hn::GatherOffset(du, reinterpret_cast<const uint32_t*>(t.lut + c * kLutEntries), at),
+            byteMask);
+        out = hn::Or(out, hn::ShiftLeftSame(byte, int(8 * c)));
+    }
+    hn::StoreU(out, du, reinterpret_cast<uint32_t*>(dst));
+}
+
+// Whole steps of 8-bit pixels: the input bytes of each pixel placed on the axes by the axis
+// tables, then Grid8Step. A step of pixels all equal to the last one converted takes over its
+// result.
 template <unsigned In>
 unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, unsigned count) {
     const DU du;
@@ -126,10 +164,84 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
 
     uint32_t lastKey = 0, lastOut = 0; // the last pixel converted and its result
     bool haveLast = false;
+    // Whether the step at `src` (its pixels as one number each, `px`, first byte lowest) repeats
+    // the last pixel converted; if so its result is stored.
+    auto repeated = [&](VU px, uint8_t* out) {
+        if (!haveLast || !hn::AllTrue(du, hn::Eq(px, hn::Set(du, lastKey)))) return false;
+        hn::StoreU(hn::Set(du, lastOut), du, reinterpret_cast<uint32_t*>(out));
+        return true;
+    };
+    // Remembers the last pixel of a converted step and its result.
+    auto remember = [&](const uint8_t* in, const uint8_t* out) {
+        lastKey = 0;
+        std::memcpy(&lastKey, in + (n - 1) * In, In); // as the lanes hold it: first byte lowest
+        std::memcpy(&lastOut, out + (n - 1) * 4, 4);
+        haveLast = true;
+    };
+
     unsigned done = 0;
+#if HWY_TARGET == HWY_AVX3_DL
+    // Four steps at a time, their inputs placed on the axes by byte permutes rather than one
+    // gather per input and step (gathers are slow on some CPUs): the 256 entries of a byte
+    // plane of an axis table fill four vectors, two two-table permutes look up the 64 bytes of
+    // an input by the low 7 bits and its top bit picks one of the two.
+    {
+        const hn::ScalableTag<uint8_t> db;
+        const hn::Rebind<uint16_t, DU> d16; // one fraction per pixel
+        HWY_ALIGN uint8_t indexPlane[In][4 * 16];
+        HWY_ALIGN uint16_t fracPlane[In][4 * 16];
+        HWY_ALIGN uint8_t inPlane[In][4 * 16];
+        for (; done + 4 * n <= count; done += 4 * n, src += 4 * n * In, dst += 4 * n * 4) {
+            hn::Vec<decltype(db)> ch[In];
+            if constexpr (In == 3)
+                hn::LoadInterleaved3(db, src, ch[0], ch[1], ch[2]);
+            else
+                hn::LoadInterleaved4(db, src, ch[0], ch[1], ch[2], ch[3]);
+#pragma GCC unroll 4
+            for (unsigned k = 0; k < In; ++k) {
+                const __m512i x = ch[k].raw;
+                const __mmask64 top = _mm512_movepi8_mask(x);
+                auto look = [&](const uint8_t* plane) {
+                    const __m512i* p = reinterpret_cast<const __m512i*>(plane);
+                    const __m512i lo = _mm512_permutex2var_epi8(_mm512_loadu_si512(p), x,
+                                                                _mm512_loadu_si512(p + 1));
+                    const __m512i hi = _mm512_permutex2var_epi8(_mm512_loadu_si512(p + 2), x,
+                                                                _mm512_loadu_si512(p + 3));
+                    return hn::Vec<decltype(db)>{_mm512_mask_blend_epi8(top, lo, hi)};
+                };
+                const uint8_t* planes = t.axisBytes[k];
+                hn::Store(look(planes), db, indexPlane[k]);
+                hn::StoreInterleaved2(look(planes + 256), look(planes + 512), db,
+                                      reinterpret_cast<uint8_t*>(fracPlane[k]));
+                hn::Store(ch[k], db, inPlane[k]);
+            }
+            for (unsigned q = 0; q < 4; ++q) {
+                const uint8_t* qSrc = src + q * n * In;
+                uint8_t* qDst = dst + q * n * 4;
+                VU in[In];
+#pragma GCC unroll 4
+                for (unsigned k = 0; k < In; ++k)
+                    in[k] = hn::PromoteTo(du, hn::Load(d8, inPlane[k] + q * n));
+                VU px = in[0];
+#pragma GCC unroll 4
+                for (unsigned k = 1; k < In; ++k)
+                    px = hn::Or(px, hn::ShiftLeftSame(in[k], int(8 * k)));
+                if (repeated(px, qDst)) continue;
+                VU index[In];
+                VI f[In];
+#pragma GCC unroll 4
+                for (unsigned k = 0; k < In; ++k) {
+                    index[k] = hn::PromoteTo(du, hn::Load(d8, indexPlane[k] + q * n));
+                    f[k] = hn::BitCast(di, hn::PromoteTo(du, hn::Load(d16, fracPlane[k] + q * n)));
+                }
+                Grid8Step<In>(t, index, f, qDst);
+                remember(qSrc, qDst);
+            }
+        }
+    }
+#endif
     for (; done + n <= count; done += n, src += n * In, dst += n * 4) {
-        // The input bytes of each pixel (`in`) and all of them as one number (`px`, first byte
-        // lowest).
+        // The input bytes of each pixel (`in`) and all of them as one number (`px`).
         VU px, in[In];
         if constexpr (In == 3) {
             hn::Vec<decltype(d8)> r, g, b;
@@ -144,47 +256,19 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
             for (unsigned k = 0; k < In; ++k)
                 in[k] = hn::And(hn::ShiftRightSame(px, int(8 * k)), byteMask);
         }
-        // A step of pixels all equal to the last one converted takes over its result.
-        if (haveLast && hn::AllTrue(du, hn::Eq(px, hn::Set(du, lastKey)))) {
-            hn::StoreU(hn::Set(du, lastOut), du, reinterpret_cast<uint32_t*>(dst));
-            continue;
-        }
+        if (repeated(px, dst)) continue;
 
-        // Fraction, step to the next node (0 where the fraction is 0: every corner taking that
-        // step then has weight 0, and no step past the grid's last node is taken) and node
-        // offset per input.
+        // Node index and fraction per input.
+        VU index[In];
         VI f[In];
-        VU step[In];
-        VU base = hn::Zero(du);
 #pragma GCC unroll 4
         for (unsigned k = 0; k < In; ++k) {
             const VU e = hn::GatherIndex(du, t.axis[k], hn::BitCast(di, in[k]));
             f[k] = hn::BitCast(di, hn::ShiftRight<8>(e));
-            const VU stride = hn::Set(du, t.stride[k]);
-            base = hn::Add(base, hn::Mul(hn::And(e, byteMask), stride));
-            step[k] = hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(f[k], hn::Zero(di))), stride);
+            index[k] = hn::And(e, byteMask);
         }
-
-        VU v[4];
-        GridResult<In>(t.grid, base, f, step, v);
-
-        VU out = hn::Zero(du);
-#pragma GCC unroll 4
-        for (unsigned c = 0; c < 4; ++c) {
-            const VI index = hn::BitCast(di, hn::ShiftRight<kLutShift>(v[c]));
-            const VU byte =
-                hn::And(hn::GatherOffset(
-                            du, reinterpret_cast<const uint32_t*>(t.lut + c * kLutEntries), index),
-                        byteMask);
-            out = hn::Or(out, hn::ShiftLeftSame(byte, int(8 * c)));
-        }
-        hn::StoreU(out, du, reinterpret_cast<uint32_t*>(dst));
-
-        const uint8_t* lastSrc = src + (n - 1) * In;
-        lastKey = 0;
-        std::memcpy(&lastKey, lastSrc, In); // as the lanes hold it: first byte lowest
-        std::memcpy(&lastOut, dst + (n - 1) * 4, 4);
-        haveLast = true;
+        Grid8Step<In>(t, index, f, dst);
+        remember(src, dst);
     }
     return done;
 }
@@ -321,7 +405,8 @@ struct SLevelKernels {
     GridKernel16 in3x16, in4x16;
 };
 
-// Highway's AVX3 target is AVX-512 F/VL/DQ/BW. A level this build has no code for keeps null
+// Highway's AVX3 target is AVX-512 F/VL/DQ/BW; its AVX3_DL adds VBMI, VBMI2, VNNI, BITALG,
+// VPOPCNTDQ, VAES and VPCLMULQDQ. A level this build has no code for keeps null
 // kernels and counts as unavailable.
 const SLevelKernels kLevels[] = {
     {SimdLevel::Scalar, "scalar", 0, nullptr, nullptr, nullptr, nullptr},
@@ -345,6 +430,13 @@ const SLevelKernels kLevels[] = {
      kvr_grid_simd::N_AVX3::Grid16In4},
 #else
     {SimdLevel::Avx512, "avx512", 0, nullptr, nullptr, nullptr, nullptr},
+#endif
+#if HWY_TARGETS & HWY_AVX3_DL
+    {SimdLevel::Avx512Vbmi, "avx512vbmi", HWY_AVX3_DL, kvr_grid_simd::N_AVX3_DL::Grid8In3,
+     kvr_grid_simd::N_AVX3_DL::Grid8In4, kvr_grid_simd::N_AVX3_DL::Grid16In3,
+     kvr_grid_simd::N_AVX3_DL::Grid16In4},
+#else
+    {SimdLevel::Avx512Vbmi, "avx512vbmi", 0, nullptr, nullptr, nullptr, nullptr},
 #endif
 };
 
@@ -383,7 +475,7 @@ SimdLevel BestSimdLevel() {
     // SSE4 has no gather instruction: its kernel loads the lanes one by one and is slower
     // than the one-pixel SSE2 loop, so it runs only when asked for (it keeps the four-lane
     // code tested).
-    for (SimdLevel level : {SimdLevel::Avx512, SimdLevel::Avx2})
+    for (SimdLevel level : {SimdLevel::Avx512Vbmi, SimdLevel::Avx512, SimdLevel::Avx2})
         if (SimdLevelAvailable(level)) return level;
     return SimdLevel::Scalar;
 }

@@ -4,9 +4,10 @@
 // wrap-around and rounding included, so their bytes are the scalar path's bytes.
 //
 // The instruction set is chosen at run time per link: the best the CPU has, or the one the
-// environment variable KVR_SIMD asks for (scalar, sse4, avx2, avx512 or best). An environment
-// variable rather than a settings key: it is a per-process diagnostic switch (tests run every
-// level, a suspected miscompile is ruled out by scalar) and no installed settings file changes.
+// environment variable KVR_SIMD asks for (scalar, sse4, avx2, avx512, avx512vbmi or best). An
+// environment variable rather than a settings key: it is a per-process diagnostic switch (tests run
+// every level, a suspected miscompile is ruled out by scalar) and no installed settings file
+// changes.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +17,9 @@ enum class SimdLevel {
     Sse4,   // 4 pixels a step, lanes loaded one by one (no gather instruction): tests only
     Avx2,   // 8 pixels a step
     Avx512, // 16 pixels a step
+    // 16 pixels a step; AVX-512 with the byte permutes (VBMI) and the rest of the Ice Lake
+    // set, which the 8-bit kernels use to place 64 pixels on the axes at once
+    Avx512Vbmi,
 };
 
 // Name as KVR_SIMD spells it, and the level of such a name (false for an unknown name).
@@ -34,8 +38,11 @@ SimdLevel SimdLevelSetting();
 struct SGridKernel8Tables {
     const uint16_t* grid;    // the nodes, four samples each, the last input fastest
     const uint32_t* axis[4]; // per input byte: fraction (1/65535 of a cell) << 8 | node index
-    uint32_t stride[4];      // sample distance between nodes along each input
-    const uint8_t* lut;      // 4 x 4096 final bytes by the top 12 bits, 3 bytes of padding after
+    // The same per input as three planes of 256 bytes: node index, fraction's low byte, its
+    // high byte (the fraction is below 65535), for kernels that look bytes up by permutes.
+    const uint8_t* axisBytes[4];
+    uint32_t stride[4]; // sample distance between nodes along each input
+    const uint8_t* lut; // 4 x 4096 final bytes by the top 12 bits, 3 bytes of padding after
 };
 
 // Converts whole steps of pixels from the start of the run and answers how many pixels it did;

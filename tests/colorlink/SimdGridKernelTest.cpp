@@ -43,7 +43,8 @@ constexpr size_t kVariantPixels = size_t(1) << 17;
 constexpr size_t kRandomPixels = 1000000;
 constexpr size_t kSyntheticPixels = kSanitized ? kVariantPixels : kRandomPixels;
 
-constexpr SimdLevel kKernelLevels[] = {SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512};
+constexpr SimdLevel kKernelLevels[] = {SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512,
+                                       SimdLevel::Avx512Vbmi};
 
 // ---- pixels ----
 
@@ -289,8 +290,8 @@ TEST(SimdGridKernel, ScalarLevelHasNoKernelAndIsAlwaysAvailable) {
 }
 
 TEST(SimdGridKernel, LevelNamesRoundTrip) {
-    for (SimdLevel level :
-         {SimdLevel::Scalar, SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512}) {
+    for (SimdLevel level : {SimdLevel::Scalar, SimdLevel::Sse4, SimdLevel::Avx2, SimdLevel::Avx512,
+                            SimdLevel::Avx512Vbmi}) {
         SimdLevel parsed = SimdLevel::Scalar;
         ASSERT_TRUE(ParseSimdLevel(SimdLevelName(level), parsed));
         EXPECT_EQ(parsed, level);
