@@ -11,6 +11,8 @@
 #include <hwy/highway.h>
 
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "colorlink/native/SimdGridKernel.h"
 #include "colorlink/native/SortingNetwork.h"
@@ -62,7 +64,12 @@ HWY_INLINE void GridResult(const uint16_t* grid, VU base, VI (&f)[In], VU (&step
         step[j] = hn::IfThenElse(swapU, step[i], step[j]);
         step[i] = si;
     };
-    SortCellFractions<In>(order);
+    // The shared steps expanded here rather than by SortCellFractions, which is compiled for
+    // the baseline instruction set and could not inline this target's compare-and-swap.
+    [&]<size_t... I>(std::index_sequence<I...>) {
+        (order(SCellSortSteps<In>::pairs[I][0], SCellSortSteps<In>::pairs[I][1]), ...);
+    }
+    (std::make_index_sequence<std::size(SCellSortSteps<In>::pairs)>{});
 
     // Byte offsets of the base node and of the corners; weights.
     VU node[In + 1], weight[In];
