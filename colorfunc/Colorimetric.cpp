@@ -1,5 +1,7 @@
 #include "colorfunc/Colorimetric.h"
 
+#include <sys/mman.h>
+
 #include <atomic>
 #include <cmath>
 
@@ -53,13 +55,24 @@ void LabToXYZ(const uint16_t* in, uint16_t* out, const double* white) {
 // costliest part of their conversion. An entry holds the very value LabF returns for that
 // argument, so the Lab that follows is the one XYZ2lab gives. 0.0 marks an entry not yet
 // computed (LabF is never below 16/116). Threads meeting the same empty entry each compute the
-// same bits and store them; relaxed atomics make that well defined. Zero-initialised static
-// storage: the pages cost nothing until used.
+// same bits and store them; relaxed atomic accesses make that well defined.
 constexpr uint32_t kLabFCacheEntries = 2 * 65535 + 1;
-std::atomic<double> g_labFCache[kLabFCacheEntries];
 
-double CachedLabF(uint32_t v) {
-    std::atomic<double>& entry = g_labFCache[v];
+// The cache's zeroed megabyte, made on the first use, its pages mapped at once: touched one by
+// one, a first link's nodes would stop on a page fault for most of them.
+double* LabFCache() {
+    static double* const cache = [] {
+        constexpr size_t bytes = kLabFCacheEntries * sizeof(double);
+        void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+        if (p != MAP_FAILED) return static_cast<double*>(p);
+        return new double[kLabFCacheEntries](); // zeroed, mapped as it is touched
+    }();
+    return cache;
+}
+
+double CachedLabF(double* cache, uint32_t v) {
+    std::atomic_ref<double> entry(cache[v]);
     double f = entry.load(std::memory_order_relaxed);
     if (f == 0.0) {
         f = LabF(v / kWhite65535[0]);
@@ -71,7 +84,9 @@ double CachedLabF(uint32_t v) {
 // XYZ on the 65535 scale, each component an integer v below kLabFCacheEntries, to 16-bit Lab:
 // XYZ2lab with the white kWhite65535, its cube roots taken from the cache.
 void XYZToLab(const uint32_t* xyz, uint16_t* out) {
-    const double f[3] = {CachedLabF(xyz[0]), CachedLabF(xyz[1]), CachedLabF(xyz[2])};
+    double* cache = LabFCache();
+    const double f[3] = {CachedLabF(cache, xyz[0]), CachedLabF(cache, xyz[1]),
+                         CachedLabF(cache, xyz[2])};
     double lab[3];
     LabFromF(f, lab);
     IccEncodeLab16(lab, out); // the encoder rounds and limits
