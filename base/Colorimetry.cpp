@@ -9,10 +9,6 @@ namespace {
 constexpr double kEpsilon = 216.0 / 24389.0;
 constexpr double kKappa = 24389.0 / 27.0;
 
-double LabF(double t) {
-    return t > kEpsilon ? std::cbrt(t) : (kKappa * t + 16.0) / 116.0;
-}
-
 double LabFInv(double f) {
     double f3 = f * f * f;
     return f3 > kEpsilon ? f3 : (116.0 * f - 16.0) / kKappa;
@@ -27,6 +23,16 @@ unsigned short Limit16(double v) {
 
 } // namespace
 
+double LabF(double t) {
+    return t > kEpsilon ? std::cbrt(t) : (kKappa * t + 16.0) / 116.0;
+}
+
+void LabFromF(const double* f, double* lab) {
+    lab[0] = 116.0 * f[1] - 16.0;
+    lab[1] = 500.0 * (f[0] - f[1]);
+    lab[2] = 200.0 * (f[1] - f[2]);
+}
+
 void lab2XYZ(const double* lab, double* xyz, const double* white) {
     const double L = lab[0];
     const double fy = (L + 16.0) / 116.0;
@@ -40,12 +46,8 @@ void lab2XYZ(const double* lab, double* xyz, const double* white) {
 }
 
 void XYZ2lab(const double* xyz, double* lab, const double* white) {
-    const double fx = LabF(xyz[0] / white[0]);
-    const double fy = LabF(xyz[1] / white[1]);
-    const double fz = LabF(xyz[2] / white[2]);
-    lab[0] = 116.0 * fy - 16.0;
-    lab[1] = 500.0 * (fx - fy);
-    lab[2] = 200.0 * (fy - fz);
+    const double f[3] = {LabF(xyz[0] / white[0]), LabF(xyz[1] / white[1]), LabF(xyz[2] / white[2])};
+    LabFromF(f, lab);
 }
 
 void IccDecodeLab16(const unsigned short* enc, double* lab) {

@@ -12,6 +12,11 @@ constexpr double kD50White[3] = {kD50X, kD50Y, kD50Z};
 void lab2XYZ(const double* lab, double* xyz, const double* white);
 // XYZ, on the scale of white, to CIE Lab.
 void XYZ2lab(const double* xyz, double* lab, const double* white);
+// The two halves of XYZ2lab, for callers that keep the first one's results: f of CIE Lab of
+// one component divided by its white (the cube root above the linear part), and Lab from the
+// three values of f (X, Y, Z). XYZ2lab is exactly LabFromF of the three LabF.
+double LabF(double t);
+void LabFromF(const double* f, double* lab);
 
 // Legacy (ICC version 2) 16-bit Lab: L = enc / 652.8 (L 100 at 0xFF00); a and b = enc / 256 - 128
 // (neutral at 0x8000).

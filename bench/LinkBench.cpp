@@ -33,6 +33,7 @@
 // link is faster.
 //
 //   bench_LinkBench --benchmark_repetitions=3
+//   bench_LinkBench --warm-builds RGB_CMYK native 50   (least and median of 50 warm builds)
 #include <benchmark/benchmark.h>
 #include <lcms2.h>
 
@@ -336,6 +337,40 @@ int ColdBuildChild(const std::string& name, const std::string& engine) {
     return 3;
 }
 
+// Builds of chain `name` with `engine`, one after another in this process (the first one
+// untimed): prints the least and the median wall and process CPU milliseconds of one build.
+// The least of many is the figure least disturbed by other work on a shared machine.
+int WarmBuilds(const std::string& name, const std::string& engine, int count) {
+    for (const Chain& c : kChains) {
+        if (name != c.name) continue;
+        std::vector<double> walls, cpus;
+        for (int k = 0; k <= count; ++k) {
+            const auto wall0 = std::chrono::steady_clock::now();
+            const double cpu0 = ProcessCpuSeconds();
+            if (engine == "native") {
+                if (!BuildNative(c)) return 2;
+            } else {
+                cmsHTRANSFORM t = BuildLcms(c, c.lcmsIn8 == 0);
+                if (!t) return 2;
+                cmsDeleteTransform(t);
+            }
+            const double cpu = ProcessCpuSeconds() - cpu0;
+            const double wall =
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count();
+            if (k == 0) continue;
+            walls.push_back(wall * 1e3);
+            cpus.push_back(cpu * 1e3);
+        }
+        std::sort(walls.begin(), walls.end());
+        std::sort(cpus.begin(), cpus.end());
+        std::printf("%s %s: wall least %.2f median %.2f ms, CPU least %.2f median %.2f ms\n",
+                    name.c_str(), engine.c_str(), walls.front(), walls[walls.size() / 2],
+                    cpus.front(), cpus[cpus.size() / 2]);
+        return 0;
+    }
+    return 3;
+}
+
 // The parent's side: runs this program as a cold-build child and reads its two figures.
 bool RunColdChild(const Chain& c, const char* engine, double& wall, double& cpu) {
     int fds[2];
@@ -573,8 +608,6 @@ void PrintAgreement() {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 4 && std::string(argv[1]) == "--cold-build")
-        return ColdBuildChild(argv[2], argv[3]);
     // The links read their grid sizes from the library's settings file; without one of the
     // caller's, the file of this source tree.
     if (!std::getenv("KVR_INI")) {
@@ -582,6 +615,10 @@ int main(int argc, char** argv) {
                          "kvrcolor.ini";
         setenv("KVR_INI", ini.c_str(), 0);
     }
+    if (argc == 4 && std::string(argv[1]) == "--cold-build")
+        return ColdBuildChild(argv[2], argv[3]);
+    if (argc == 5 && std::string(argv[1]) == "--warm-builds")
+        return WarmBuilds(argv[2], argv[3], std::max(1, std::atoi(argv[4])));
     Register();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

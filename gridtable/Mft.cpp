@@ -45,9 +45,9 @@ template <class T> void ReadSamples(CArchive& ar, T* data, uint32_t count) {
 // Reads `count` samples into a buffer that grows only by what has arrived. The count comes
 // from the stream: a stream that ends early must fail before it has allocated (and zeroed)
 // what it announced. The buffer doubles, so a complete grid costs a few reallocations.
-template <class T> std::vector<T> ReadSampleRun(CArchive& ar, uint32_t count) {
+template <class T> GridVector<T> ReadSampleRun(CArchive& ar, uint32_t count) {
     constexpr size_t kFirstSamples = size_t(1) << 15;
-    std::vector<T> samples;
+    GridVector<T> samples;
     while (samples.size() < count) {
         const size_t at = samples.size();
         const size_t n = std::min<size_t>(count - at, std::max(at, kFirstSamples));
@@ -86,7 +86,7 @@ template <class T> void TMft<T>::Define(const T* data) {
 
 template <class T> void TMft<T>::DefineByFunc(const Func& f) {
     const uint32_t outputChan = this->m_outputChan;
-    std::vector<T> grid(tabEntries);
+    GridVector<T> grid(tabEntries);
     std::vector<T> point(this->m_inputChan);
     T* node = grid.data();
     for (uint32_t n = 0; n < tabCount; ++n, node += outputChan) {
@@ -105,15 +105,15 @@ template <class T> void TMft<T>::DefineByFuncOnThreads(const Func& f, unsigned t
         DefineByFunc(f);
         return;
     }
-    // Written in place: the grid starts as zeros, as the one DefineByFunc builds aside, and f
-    // must not read this table. The pages are then already mapped, which a new buffer of this
-    // size (fresh from the system) would not be.
-    std::fill(table.begin(), table.end(), T(0));
+    // Written in place, and f must not read this table. Each node starts as zeros, as in the
+    // grid DefineByFunc builds aside, so outputs that f leaves unwritten read 0 there too; the
+    // thread that evaluates a node is the one that clears it.
     auto run = [&](uint32_t begin, uint32_t end) {
         T point[kMaxGridInputs];
         T* node = table.data() + size_t(begin) * outputChan;
         for (uint32_t n = begin; n < end; ++n, node += outputChan) {
             GenPoint(n, point);
+            std::fill(node, node + outputChan, T(0));
             f.Trn(point, node);
         }
     };
@@ -203,7 +203,7 @@ template <class T> void TMft<T>::Serialize(CArchive& ar) {
     // Archives may come from outside: refuse sizes that do not describe this grid before
     // allocating anything, and allocate no more than the samples that have arrived.
     CheckLoadedSize(this->m_inputChan, this->m_outputChan, points, entries);
-    std::vector<T> loaded = ReadSampleRun<T>(ar, entries);
+    GridVector<T> loaded = ReadSampleRun<T>(ar, entries);
     m_clutPoints = points;
     tabEntries = entries;
     table = std::move(loaded);

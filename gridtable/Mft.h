@@ -9,6 +9,7 @@
 
 #include "base/Archive.h"
 #include "colorfunc/Func.h"
+#include "gridtable/GridMemory.h"
 
 // Common body of CMft_8 and CMft_16. T is the sample type; S (kFullScale) is 255 or 65535.
 //
@@ -98,8 +99,8 @@ protected:
     uint32_t tabCount = 0;          // P ^ inputChan nodes
     uint32_t tabEntries = 0;        // tabCount * outputChan samples
     std::vector<uint32_t> dimPower; // P ^ 0 ... P ^ inputChan
-    std::vector<T> table;
-    int deltaValid = 0; // 1 while the child's precomputed tables agree with table
+    GridVector<T> table;            // kept for reuse when freed: see GridMemory
+    int deltaValid = 0;             // 1 while the child's precomputed tables agree with table
 
 private:
     // Derives the counts from clutPoints; allocates the grid only if tabEntries is still 0,

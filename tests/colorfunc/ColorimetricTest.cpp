@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "base/Colorimetry.h"
 #include "colorfunc/Colorimetric.h"
 #include "colorfunc/ConcatFunc.h"
 
@@ -91,6 +92,44 @@ TEST(Colorimetric, Inv2IsInvOfTheDoubledSamples) {
         LabXYZ16.Inv2(in, a);
         LabXYZ16.Inv(doubled, b);
         ExpectTriple(a, b[0], b[1], b[2]);
+    }
+}
+
+// Inv and Inv2 keep the cube roots they have taken; the Lab they give must stay XYZ2lab's
+// with the white 65535 followed by the encoder, on a first call and on a repeated one alike.
+// Every value of each component is passed (with the other two varying), then random triples.
+TEST(Colorimetric, InvAndInv2GiveTheLabOfTheDirectConversionFirstAndRepeated) {
+    constexpr double kWhite[3] = {65535.0, 65535.0, 65535.0};
+    auto direct = [&](double x, double y, double z, uint16_t* enc) {
+        const double xyz[3] = {x, y, z};
+        double lab[3];
+        XYZ2lab(xyz, lab, kWhite);
+        IccEncodeLab16(lab, enc);
+    };
+    std::mt19937 rng(5);
+    std::uniform_int_distribution<int> any(0, 65535);
+    auto check = [&](const uint16_t* in) {
+        uint16_t expected[3], expected2[3], got[3];
+        direct(in[0], in[1], in[2], expected);
+        direct(in[0] * 2.0, in[1] * 2.0, in[2] * 2.0, expected2);
+        for (int pass = 0; pass < 2; ++pass) {
+            LabXYZ16.Inv(in, got);
+            ASSERT_TRUE(got[0] == expected[0] && got[1] == expected[1] && got[2] == expected[2])
+                << in[0] << " " << in[1] << " " << in[2] << " pass " << pass;
+            LabXYZ16.Inv2(in, got);
+            ASSERT_TRUE(got[0] == expected2[0] && got[1] == expected2[1] && got[2] == expected2[2])
+                << in[0] << " " << in[1] << " " << in[2] << " pass " << pass;
+        }
+    };
+    for (int v = 0; v <= 65535; ++v)
+        for (int axis = 0; axis < 3; ++axis) {
+            uint16_t in[3] = {uint16_t(any(rng)), uint16_t(any(rng)), uint16_t(any(rng))};
+            in[axis] = uint16_t(v);
+            check(in);
+        }
+    for (int n = 0; n < 200000; ++n) {
+        const uint16_t in[3] = {uint16_t(any(rng)), uint16_t(any(rng)), uint16_t(any(rng))};
+        check(in);
     }
 }
 
