@@ -8,7 +8,8 @@
 # two tools one; kvrcolor is also shown with one thread.
 #
 #   bash bench/speed.sh [SIZE [RUNS]]      (default 8192 pixels square, 5 runs)
-# RGB_PROFILE and PRINTER_PROFILE override the profiles; TMPDIR chooses the scratch folder.
+# RGB_PROFILE and PRINTER_PROFILE override the profiles; TMPDIR chooses the scratch folder;
+# KVRCOLOR_PROGRAM the kvrcolor measured (a copy of an earlier build, to compare in one run).
 # SPEED_RESULTS names a file to which each median is appended as a line "size image tool wall
 # cpu" (tool: kvrcolor, kvrcolor-1, tificc, cctiff), for bench/table.sh.
 set -euo pipefail
@@ -18,7 +19,7 @@ cd "$(dirname "$0")/.."
 size=${1:-8192}
 runs=${2:-5}
 build=${KVR_BUILD_DIR:-build}
-tool=$PWD/$build/tools/kvrcolor/kvrcolor
+tool=${KVRCOLOR_PROGRAM:-$PWD/$build/tools/kvrcolor/kvrcolor}
 mkimage=$PWD/$build/tools/demoimage/kvrmkimage
 
 if [ ! -f "$build/CMakeCache.txt" ]; then

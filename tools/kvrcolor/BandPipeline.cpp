@@ -64,6 +64,17 @@ struct Joiner {
 
 void BandPipeline::Run(uint32_t height, uint32_t bandRows, size_t slots, const Stages& stages) {
     bandRows = std::max<uint32_t>(bandRows, 1);
+    if (height == 0) return;
+    // One band has nothing to overlap: its stages run in turn on the calling thread, which
+    // spares a small image the start of two threads.
+    if (height <= bandRows) {
+        const size_t slot = 0;
+        stages.read(slot, height);
+        stages.convert(slot, height);
+        if (stages.converted) stages.converted(height);
+        stages.write(slot, height);
+        return;
+    }
     Queues q;
     for (size_t s = 0; s < std::max<size_t>(slots, 1); ++s) q.free.push_back(s);
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -19,7 +20,8 @@ namespace {
 // safe, not to diagnose.
 class RawProfile {
 public:
-    explicit RawProfile(std::vector<uint8_t> bytes) : m_bytes(std::move(bytes)) {}
+    explicit RawProfile(std::shared_ptr<const std::vector<uint8_t>> bytes)
+        : m_keep(std::move(bytes)), m_bytes(*m_keep) {}
 
     std::optional<uint32_t> U32(uint64_t at) const {
         if (at + 4 > m_bytes.size()) return std::nullopt;
@@ -61,7 +63,8 @@ public:
     }
 
 private:
-    std::vector<uint8_t> m_bytes;
+    std::shared_ptr<const std::vector<uint8_t>> m_keep;
+    const std::vector<uint8_t>& m_bytes;
 };
 
 std::string Sig(uint32_t sig) {
@@ -119,7 +122,7 @@ std::string StepLimit(const StepSpec& step) {
                " keeps black, which only the lcms engine carries out; the native engine "
                "would convert it as " +
                IntentName(TranslateBlackPreservingRI(step.intent));
-    const RawProfile p(ReadFileBytes(step.path, kExitProfile));
+    const RawProfile p(ProfileFileBytes(step.path));
     const uint32_t space = p.Header(offsetof(icHeader, colorSpace));
     const uint32_t pcs = p.Header(offsetof(icHeader, pcs));
     const uint32_t cls = p.Header(offsetof(icHeader, deviceClass));
@@ -160,7 +163,7 @@ std::string NativeLimit(const ResolvedChain& chain) {
 }
 
 std::string WhyNoTable(const std::string& path, int stepKind, int intent) {
-    const RawProfile p(ReadFileBytes(path, kExitProfile));
+    const RawProfile p(ProfileFileBytes(path));
     const uint32_t cls = p.Header(offsetof(icHeader, deviceClass));
     const auto tags = p.Tags();
     for (auto it = tags.begin(); it != tags.end(); it = tags.upper_bound(it->first))

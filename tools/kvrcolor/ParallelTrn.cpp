@@ -68,8 +68,6 @@ unsigned ParallelTrn::EffectiveThreads(unsigned requested) {
 
 ParallelTrn::ParallelTrn(unsigned threads) : m(std::make_unique<Pool>()) {
     m->threads = EffectiveThreads(threads);
-    m->workers.reserve(m->threads - 1);
-    for (unsigned i = 1; i < m->threads; ++i) m->workers.emplace_back([p = m.get()] { p->Work(); });
 }
 
 ParallelTrn::~ParallelTrn() {
@@ -86,6 +84,13 @@ unsigned ParallelTrn::threads() const {
 }
 
 void ParallelTrn::RunPieces(size_t pieces, const std::function<void(size_t)>& piece) {
+    // The workers are made at the first run that is cut into pieces, then serve every run
+    // after it: an image too small to share (runs below two pieces) starts none.
+    if (m->workers.empty() && m->threads > 1) {
+        m->workers.reserve(m->threads - 1);
+        for (unsigned i = 1; i < m->threads; ++i)
+            m->workers.emplace_back([p = m.get()] { p->Work(); });
+    }
     m->Run(pieces, piece);
 }
 

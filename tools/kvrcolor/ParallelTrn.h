@@ -3,9 +3,9 @@
 // TrnPixels16, so the output is byte for byte that of one serial call. Only for links whose
 // pixel operations may be shared by threads (a built native link is one).
 //
-// The threads are made once, when the object is made, and serve every run after that: an image
-// converted band after band starts no thread per band. The calling thread converts a piece too,
-// so a pool of n threads keeps n - 1 of its own.
+// The threads are made once, at the first run long enough to share, and serve every run after
+// that: an image converted band after band starts no thread per band, and a small one none. The
+// calling thread converts a piece too, so a pool of n threads keeps n - 1 of its own.
 #pragma once
 
 #include <cstddef>

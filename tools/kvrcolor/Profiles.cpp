@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <mutex>
 
 #include "CliError.h"
 #include "ProfileDiagnosis.h"
@@ -24,10 +26,44 @@ CUserSettingsMgr& Settings() {
     return settings;
 }
 
+namespace {
+// What was read of a file, with the size and time of change it had then.
+template <typename T> struct CachedRead {
+    uintmax_t size = 0;
+    fs::file_time_type changed;
+    T value;
+};
+
+// The size and time of change of a regular file; false where they cannot be had.
+bool FileStamp(const std::string& path, uintmax_t& size, fs::file_time_type& changed) {
+    std::error_code ec;
+    if (!fs::is_regular_file(path, ec)) return false;
+    size = fs::file_size(path, ec);
+    if (ec) return false;
+    changed = fs::last_write_time(path, ec);
+    return !ec;
+}
+} // namespace
+
 ProfileFacts ReadProfileFacts(const std::string& path) {
     std::error_code ec;
     if (!fs::exists(path, ec)) throw CliError(kExitProfile, path + ": no such profile file");
     if (fs::is_directory(path, ec)) throw CliError(kExitProfile, path + ": is a folder");
+    // A command asks for the same profile several times (the checks of the chain, the source
+    // that may be a device link, the soft proof's steps); reading a printer profile of
+    // megabytes is most of a small conversion, so a file is read once while it stays the same
+    // (the ui server runs long, and its profiles may be replaced meanwhile).
+    static std::mutex mutex;
+    static std::map<std::string, CachedRead<ProfileFacts>> cache;
+    uintmax_t size = 0;
+    fs::file_time_type changed;
+    const bool cacheable = FileStamp(path, size, changed);
+    if (cacheable) {
+        std::lock_guard lock(mutex);
+        const auto found = cache.find(path);
+        if (found != cache.end() && found->second.size == size && found->second.changed == changed)
+            return found->second.value;
+    }
     CIccProfileRead profile(&Settings());
     if (!profile.Open(Utf8ToWide(path).c_str())) {
         if (profile.m_nError == kIccErrorAccessDenied)
@@ -37,7 +73,13 @@ ProfileFacts ReadProfileFacts(const std::string& path) {
                        path + ": " + DiagnosisText(ReadFileBytes(path, kExitProfile)));
     }
     const icHeader& h = profile.Header();
-    return {path, h.deviceClass, h.colorSpace, h.pcs, h.version, h};
+    ProfileFacts facts{path, h.deviceClass, h.colorSpace, h.pcs, h.version, h};
+    if (cacheable) {
+        std::lock_guard lock(mutex);
+        if (cache.size() >= 64) cache.clear();
+        cache[path] = {size, changed, facts};
+    }
+    return facts;
 }
 
 std::string ProfileBasePath() {
@@ -62,6 +104,32 @@ std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {
     while (in.read(block, sizeof block) || in.gcount() > 0)
         bytes.insert(bytes.end(), block, block + in.gcount());
     if (in.bad()) throw CliError(code, path + ": read error");
+    return bytes;
+}
+
+std::shared_ptr<const std::vector<uint8_t>> ProfileFileBytes(const std::string& path) {
+    static std::mutex mutex;
+    static std::map<std::string, CachedRead<std::shared_ptr<const std::vector<uint8_t>>>> cache;
+    uintmax_t size = 0;
+    fs::file_time_type changed;
+    const bool cacheable = FileStamp(path, size, changed);
+    if (cacheable) {
+        std::lock_guard lock(mutex);
+        const auto found = cache.find(path);
+        if (found != cache.end() && found->second.size == size && found->second.changed == changed)
+            return found->second.value;
+    }
+    auto bytes = std::make_shared<const std::vector<uint8_t>>(ReadFileBytes(path, kExitProfile));
+    // Kept only when the file was not changed while it was read.
+    uintmax_t sizeAfter = 0;
+    fs::file_time_type changedAfter;
+    if (cacheable && FileStamp(path, sizeAfter, changedAfter) && sizeAfter == size &&
+        changedAfter == changed && bytes->size() == size) {
+        std::lock_guard lock(mutex);
+        // A few files at a time: the ui server runs long and meets many profiles.
+        if (cache.size() >= 8) cache.clear();
+        cache[path] = {size, changed, bytes};
+    }
     return bytes;
 }
 

@@ -35,6 +35,10 @@ std::string ProfileBasePath();
 
 // The whole file. Throws CliError(code) naming the file.
 std::vector<uint8_t> ReadFileBytes(const std::string& path, int code);
+// The whole profile file, read once while it stays the same (its size and time of change) for
+// every part of a command that looks into it: the engine's checks, the embedding in the
+// output. Throws CliError(kExitProfile) naming the file.
+std::shared_ptr<const std::vector<uint8_t>> ProfileFileBytes(const std::string& path);
 
 // A profile held in memory (an embedded one) written to a private temporary file, because the
 // link opens its profiles by path. The file is removed with the object.

@@ -8,6 +8,7 @@
 
 #include "CliError.h"
 #include "Commands.h"
+#include "FullProgram.h"
 #include "Options.h"
 
 namespace {
@@ -137,6 +138,11 @@ int main(int argc, char** argv) {
         for (const auto& c : commands)
             if (c.app->parsed()) return c.run();
         return kExitUsage;
+    } catch (const NeedsFullProgram& e) {
+        // Nothing has been written yet: the full program runs the same command line.
+        std::fprintf(stderr, "kvrcolor: %s is needed: %s\n", e.what(),
+                     ExecFullProgram(argv).c_str());
+        return kExitInternal;
     } catch (const CliError& e) {
         std::fprintf(stderr, "kvrcolor: %s\n", e.what());
         return e.code();

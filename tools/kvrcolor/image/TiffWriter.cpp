@@ -15,6 +15,10 @@ struct TiffWriter::Impl {
     std::string shown;
     uint32_t row = 0;
     std::vector<uint8_t> scratch; // a row for libtiff to change (the predictor works in place)
+    // Uncompressed pages are written a strip at a time, straight from the caller's rows where a
+    // whole strip is there, else gathered here first.
+    uint32_t rowsPerStrip = 0;
+    std::vector<uint8_t> strip;
 
     CliError Failed(const std::string& what) const {
         const std::string why = LastTiffError();
@@ -153,7 +157,9 @@ void TiffWriter::Start() {
     // Strips of about 256 KiB: small enough to stream, large enough to compress well.
     const uint32_t wanted =
         uint32_t(std::max<size_t>(1, (256u << 10) / std::max<size_t>(1, spec.rowBytes())));
-    ok = ok && TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tif, wanted));
+    m->rowsPerStrip = TIFFDefaultStripSize(tif, wanted);
+    ok = ok && TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, m->rowsPerStrip);
+    m->strip.clear();
     if (!ok) {
         TIFFClose(tif);
         m->tif = nullptr;
@@ -168,22 +174,58 @@ TiffWriter::~TiffWriter() {
 void TiffWriter::WriteRows(uint32_t rows, const void* buffer) {
     const auto* in = static_cast<const uint8_t*>(buffer);
     const size_t bytes = m->spec.rowBytes();
-    for (uint32_t i = 0; i < rows; ++i, ++m->row) {
-        // libtiff leaves the row alone without a predictor; with one it works in place, so it
-        // gets a copy then.
-        ClearTiffError();
-        int result;
-        if (m->spec.compression == Compression::None) {
-            result = TIFFWriteScanline(m->tif, const_cast<uint8_t*>(in + i * bytes), m->row, 0);
-        } else {
-            m->scratch.assign(in + i * bytes, in + (i + 1) * bytes);
-            result = TIFFWriteScanline(m->tif, m->scratch.data(), m->row, 0);
+    if (m->spec.compression == Compression::None) {
+        // libtiff appends an uncompressed strip as it is given (samples in the machine's order
+        // need no swapping), which saves copying each row into its own strip buffer.
+        while (rows > 0) {
+            if (m->row >= m->spec.height)
+                throw m->Failed("row " + std::to_string(m->row) + " is below the last row");
+            const uint32_t strip = m->row / m->rowsPerStrip;
+            const uint32_t inStrip =
+                std::min(m->rowsPerStrip, m->spec.height - strip * m->rowsPerStrip);
+            const uint32_t done = uint32_t(m->strip.size() / bytes);
+            const uint32_t take = std::min(rows, inStrip - done);
+            if (done == 0 && take == inStrip) {
+                WriteStrip(strip, in, size_t(take) * bytes);
+            } else {
+                m->strip.insert(m->strip.end(), in, in + size_t(take) * bytes);
+                if (done + take == inStrip) {
+                    WriteStrip(strip, m->strip.data(), m->strip.size());
+                    m->strip.clear();
+                }
+            }
+            in += size_t(take) * bytes;
+            rows -= take;
+            m->row += take;
         }
-        if (result < 0) throw m->Failed("row " + std::to_string(m->row));
+        return;
+    }
+    for (uint32_t i = 0; i < rows; ++i, ++m->row) {
+        // With a predictor libtiff works in place, so it gets a copy of the row.
+        ClearTiffError();
+        m->scratch.assign(in + i * bytes, in + (i + 1) * bytes);
+        if (TIFFWriteScanline(m->tif, m->scratch.data(), m->row, 0) < 0)
+            throw m->Failed("row " + std::to_string(m->row));
     }
 }
 
+void TiffWriter::WriteStrip(uint32_t strip, const uint8_t* data, size_t size) {
+    ClearTiffError();
+    if (TIFFWriteEncodedStrip(m->tif, strip, const_cast<uint8_t*>(data), tmsize_t(size)) < 0)
+        throw m->Failed("row " + std::to_string(strip * m->rowsPerStrip));
+}
+
+void TiffWriter::FlushStrip() {
+    // A page left short (its writer stopped early): its last rows as the scanline writer left
+    // them, a strip that ends where they end.
+    if (m->strip.empty()) return;
+    const uint32_t rows = uint32_t(m->strip.size() / m->spec.rowBytes());
+    WriteStrip((m->row - rows) / m->rowsPerStrip, m->strip.data(), m->strip.size());
+    m->strip.clear();
+}
+
 void TiffWriter::NextPage(const OutputSpec& spec) {
+    FlushStrip();
     ClearTiffError();
     if (!TIFFWriteDirectory(m->tif)) throw m->Failed("cannot finish page");
     m->spec = spec;
@@ -192,6 +234,7 @@ void TiffWriter::NextPage(const OutputSpec& spec) {
 }
 
 void TiffWriter::Finish() {
+    FlushStrip();
     ClearTiffError();
     const bool ok = TIFFFlush(m->tif) == 1;
     TIFFClose(m->tif);

@@ -31,6 +31,8 @@ public:
 
 private:
     void Start(); // the fields of the directory
+    void WriteStrip(uint32_t strip, const uint8_t* data, size_t size);
+    void FlushStrip(); // the rows of an unfinished strip, uncompressed pages
     struct Impl;
     std::unique_ptr<Impl> m;
 };
