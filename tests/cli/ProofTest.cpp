@@ -255,8 +255,25 @@ TEST_F(ProofTest, GreyImageWithoutFromIsRefusedWithoutOutput) {
 TEST_F(ProofTest, NoDefaultRgbSourceIsRefusedWithoutOutput) {
     Image("in.tif", TiffSpec{});
     ASSERT_TRUE(usm.PutString(IniCpInputRgb, L"missing.icc"));
+    fs::remove(base / "InputRgb" / "kvr-srgb.icc"); // nothing else to fall back on
     const std::string out = work / "out.tif";
     ExpectRefused({"proof", work / "in.tif", out}, kExitProfile, out);
+}
+
+// An installation without the configured file, as the default one (settings name sRGB.icc,
+// the folder holds kvr-srgb.icc): the first profile of the folder, as convert takes it, both as
+// the source and as the monitor.
+TEST_F(ProofTest, MissingConfiguredRgbSourceFallsBackToTheFirstProfileOfItsFolder) {
+    TiffSpec spec;
+    const auto in = Image("in.tif", spec);
+    ASSERT_TRUE(usm.PutString(IniCpInputRgb, L"sRGB.icc"));
+    ASSERT_TRUE(usm.PutString(US_MonitorProfile, L""));
+    const TiffImage out = Proof(work / "in.tif");
+    ASSERT_TRUE(usm.PutString(IniCpInputRgb, L"kvr-srgb.icc"));
+    ASSERT_TRUE(
+        usm.PutString(US_MonitorProfile, (base / "InputRgb" / "kvr-srgb.icc").wstring().c_str()));
+    const size_t pixels = size_t(spec.width) * spec.height;
+    EXPECT_EQ(out.samples, ByFactories(in, pixels, true, 8));
 }
 
 TEST_F(ProofTest, InputAsOutputIsRefusedAndKept) {

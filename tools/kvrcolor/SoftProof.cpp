@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -46,11 +47,22 @@ public:
     int GetInt(const _INIENTRY& entry) const override {
         return IsCmsEntry(entry) ? CmsValueOf(m_engine) : CPrintUSM::GetInt(entry);
     }
+    // The default RGB or CMYK source file that the command found (FoundDefaultInput), which the
+    // factories then read in place of the configured name.
+    std::wstring GetString(const _INIENTRY& entry) const override {
+        if (&entry == &IniCpInputRgb && !m_inputRgb.empty()) return m_inputRgb;
+        if (&entry == &IniCpInputCmyk && !m_inputCmyk.empty()) return m_inputCmyk;
+        return CPrintUSM::GetString(entry);
+    }
     void SetMonitor(std::wstring path) { m_monitor = std::move(path); }
     void SetEngine(Engine engine) { m_engine = engine; }
+    void SetInput(bool rgb, std::wstring fileName) {
+        (rgb ? m_inputRgb : m_inputCmyk) = std::move(fileName);
+    }
 
 private:
     std::wstring m_monitor;
+    std::wstring m_inputRgb, m_inputCmyk; // file names in their folders; empty: as configured
     Engine m_engine = Engine::Native;
 };
 
@@ -69,12 +81,24 @@ inline bool OutOfGamut(uint16_t answer) {
     return answer >= 0x100;
 }
 
+// The default RGB or CMYK source profile as convert finds it: the configured file if it is
+// there, else the first profile of its folder (an installation without the configured file).
+// The settings then name the file found, so that the factories read the file checked here.
+std::string FoundDefaultInput(bool rgb, ProofSettings& usm) {
+    const std::wstring found =
+        rgb ? FindDefaultRGBInputProfile(&usm) : FindDefaultCMYKInputProfile(&usm);
+    if (found.empty())
+        return WideToUtf8(rgb ? GetDefaultRGBInputProfile(&usm) : GetDefaultCMYKInputProfile(&usm));
+    usm.SetInput(rgb, std::filesystem::path(found).filename().wstring());
+    return WideToUtf8(found);
+}
+
 // The monitor: --monitor, else the configured one, else the default RGB profile. An RGB
 // profile, checked here so that the message names it.
 std::string ResolveMonitor(const ProofOptions& o, ProofSettings& usm) {
     std::string path = o.monitor;
     if (path.empty()) path = WideToUtf8(usm.MonitorProfileName());
-    if (path.empty()) path = WideToUtf8(GetDefaultRGBInputProfile(&usm));
+    if (path.empty()) path = FoundDefaultInput(true, usm);
     const ProfileFacts facts = ReadProfileFacts(path);
     if (facts.colorSpace != icSigRgbData)
         throw CliError(kExitProfile, path + ": the monitor profile must be RGB, it is " +
@@ -120,8 +144,7 @@ Source DefaultSource(const ImageInfo& info, ProofSettings& usm) {
         throw CliError(kExitProfile, info.path + ": no default " + std::string(name) +
                                          " source profile is configured; give --from");
     Source source;
-    source.defaultPath =
-        WideToUtf8(rgb ? GetDefaultRGBInputProfile(&usm) : GetDefaultCMYKInputProfile(&usm));
+    source.defaultPath = FoundDefaultInput(rgb, usm);
     source.defaultIntent =
         enmRenderingIntent(usm.GetInt(rgb ? IniCpDefaultRiRgb : IniCpDefaultRiCmyk));
     ReadProfileFacts(source.defaultPath);
