@@ -323,6 +323,10 @@ private:
                 kernelTables.stride[k] = strides[k];
             }
             kernelTables.lut = lut8.data();
+            kernelTables.highByteOut = 0;
+            for (unsigned c = 0; c < 4; ++c)
+                if (OutputTableIsHighByte(lut8.data() + c * kCurveEntries))
+                    kernelTables.highByteOut |= 1u << c;
         } else {
             (void)level;
         }

@@ -148,10 +148,15 @@ HWY_INLINE void Grid8Step(const SGridKernel8Tables& t, const VU (&index)[In], VI
     VU out = hn::Zero(du);
 #pragma GCC unroll 4
     for (unsigned c = 0; c < 4; ++c) {
-        const VI at = hn::BitCast(di, hn::ShiftRight<kLutShift>(v[c]));
-        const VU byte = hn::And(
-            hn::GatherOffset(du, reinterpret_cast<const uint32_t*>(t.lut + c * kLutEntries), at),
-            byteMask);
+        VU byte;
+        if (t.highByteOut >> c & 1) { // the table is the high byte: no gather needed
+            byte = hn::ShiftRight<8>(v[c]);
+        } else {
+            const VI at = hn::BitCast(di, hn::ShiftRight<kLutShift>(v[c]));
+            byte = hn::And(hn::GatherOffset(
+                               du, reinterpret_cast<const uint32_t*>(t.lut + c * kLutEntries), at),
+                           byteMask);
+        }
         out = hn::Or(out, hn::ShiftLeftSame(byte, int(8 * c)));
     }
     hn::StoreU(out, du, reinterpret_cast<uint32_t*>(dst));
@@ -499,6 +504,12 @@ GridKernel8 FindGridKernel8(unsigned nIn, SimdLevel level) {
     if (!SimdLevelAvailable(level)) return nullptr;
     const SLevelKernels& k = Kernels(level);
     return nIn == 3 ? k.in3 : nIn == 4 ? k.in4 : nullptr;
+}
+
+bool OutputTableIsHighByte(const uint8_t* table) {
+    for (uint32_t i = 0; i < 4096; ++i)
+        if (table[i] != uint8_t(i >> 4)) return false;
+    return true;
 }
 
 GridKernel16 FindGridKernel16(unsigned nIn, SimdLevel level) {

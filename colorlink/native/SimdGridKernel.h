@@ -43,7 +43,15 @@ struct SGridKernel8Tables {
     const uint8_t* axisBytes[4];
     uint32_t stride[4]; // sample distance between nodes along each input
     const uint8_t* lut; // 4 x 4096 final bytes by the top 12 bits, 3 bytes of padding after
+    // Bit c set: output c's table gives the high byte of the 16-bit grid result (an output
+    // without a curve, often the black one), which the kernel then computes with a shift
+    // rather than a gather. Set only where the table holds exactly that (OutputTableIsHighByte).
+    uint32_t highByteOut;
 };
+
+// Whether a 4096-entry output table (read by the top 12 bits of a 16-bit grid result) holds
+// that result's high byte at every entry.
+bool OutputTableIsHighByte(const uint8_t* table);
 
 // Converts whole steps of pixels from the start of the run and answers how many pixels it did;
 // the caller converts the rest (less than a step).

@@ -11,6 +11,7 @@
 // from 1 to 67 at several starts (the kernel's steps and the loop that finishes a run).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -277,6 +278,53 @@ std::unique_ptr<Pipeline> RandomPipeline(unsigned points, bool skipCurves, uint3
     return p;
 }
 
+// Random nodes and curves, except the output curves of the channels in `identityOut`, which
+// are the identity: the kernels compute those channels' final byte without their table.
+template <class Pipeline>
+std::unique_ptr<Pipeline> PipelineWithIdentityOutputs(unsigned points, unsigned identityOut,
+                                                      uint32_t seed) {
+    auto p = RandomPipeline<Pipeline>(points, false, seed);
+    std::mt19937 rng(seed + 1);
+    auto out = RandomCurves(4, 256, rng);
+    for (unsigned c = 0; c < 4; ++c)
+        if (identityOut >> c & 1)
+            for (uint32_t i = 0; i < 256; ++i) out[c * 256 + i] = uint16_t(i * 257);
+    p->DefineOutputTab(out.data(), 256);
+    p->InitMftTrn();
+    return p;
+}
+
+// The fast path's final byte per 12-bit read-out of output c: the curve's high byte.
+std::vector<uint8_t> OutputBytes(const CFunc_16TabBaseMft& table, unsigned c) {
+    std::vector<uint8_t> bytes(CFunc_16Tab::kFastEntries);
+    const uint16_t* curve = table.FuncOutputTab().pFastTab(c);
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = uint8_t(curve[i] >> 8);
+    return bytes;
+}
+
+TEST(SimdGridKernel, OutputTableIsHighByteOnlyForTheExactHighByte) {
+    std::vector<uint8_t> table(4096);
+    for (uint32_t i = 0; i < 4096; ++i) table[i] = uint8_t(i >> 4);
+    EXPECT_TRUE(OutputTableIsHighByte(table.data()));
+    for (uint32_t at : {0u, 15u, 16u, 2048u, 4095u}) {
+        std::vector<uint8_t> off = table;
+        off[at] = uint8_t(off[at] + 1);
+        EXPECT_FALSE(OutputTableIsHighByte(off.data())) << "entry " << at;
+    }
+    // Rounded to the nearest instead of cut: a different table.
+    for (uint32_t i = 0; i < 4096; ++i) table[i] = uint8_t(std::min(255u, (i + 8) >> 4));
+    EXPECT_FALSE(OutputTableIsHighByte(table.data()));
+    const std::vector<uint8_t> zeros(4096, 0);
+    EXPECT_FALSE(OutputTableIsHighByte(zeros.data()));
+}
+
+TEST(SimdGridKernel, IdentityOutputCurveGivesTheHighByteTable) {
+    const auto p = PipelineWithIdentityOutputs<CFunc_16Tab3Mft>(9, 0b1010, 301);
+    for (unsigned c = 0; c < 4; ++c)
+        EXPECT_EQ(OutputTableIsHighByte(OutputBytes(*p, c).data()), (0b1010 >> c & 1) != 0)
+            << "channel " << c;
+}
+
 TEST(SimdGridKernel, ScalarLevelHasNoKernelAndIsAlwaysAvailable) {
     EXPECT_TRUE(SimdLevelAvailable(SimdLevel::Scalar));
     EXPECT_EQ(FindGridKernel8(3, SimdLevel::Scalar), nullptr);
@@ -354,6 +402,22 @@ TEST_P(SimdGridKernelLevel, ThreeInputsWithoutCurvesAndSmallGrid) {
     CheckTable(*plain, 3, GetParam(), "3 in random 9 no curves", kVariantPixels, 105);
     const auto two = RandomPipeline<CFunc_16Tab3Mft>(2, false, 104);
     CheckTable(*two, 3, GetParam(), "3 in random 2", kVariantPixels, 106);
+}
+
+TEST_P(SimdGridKernelLevel, ThreeInputsSomeOutputsWithoutTableLikeScalar) {
+    for (unsigned identityOut : {0b1000u, 0b0101u, 0b1111u}) {
+        const auto table = PipelineWithIdentityOutputs<CFunc_16Tab3Mft>(17, identityOut, 107);
+        CheckTable(*table, 3, GetParam(), "3 in identity outputs " + std::to_string(identityOut),
+                   kVariantPixels, 108);
+    }
+}
+
+TEST_P(SimdGridKernelLevel, FourInputsSomeOutputsWithoutTableLikeScalar) {
+    for (unsigned identityOut : {0b1000u, 0b0110u, 0b1111u}) {
+        const auto table = PipelineWithIdentityOutputs<CFunc_16Tab4Mft>(9, identityOut, 207);
+        CheckTable(*table, 4, GetParam(), "4 in identity outputs " + std::to_string(identityOut),
+                   kVariantPixels, 208);
+    }
 }
 
 TEST_P(SimdGridKernelLevel, FourInputsRandomTableWrapsLikeScalar) {
