@@ -16,7 +16,6 @@ namespace {
 constexpr uint32_t kTextAt = 8;          // Tvr3, Tvr6: text behind the type head
 constexpr uint32_t kVersionAt = 8;       // Tvr2: the 32-bit version
 constexpr uint32_t kDescTextAt = 12;     // desc: ASCII text behind its length word
-constexpr uint32_t kLutOutputChanAt = 9; // mft1/mft2: byte holding the output channel count
 constexpr uint32_t kClrtCountAt = 8;     // clrt: the colorant count
 constexpr uint32_t kClrtEntriesAt = 12;  // clrt: first entry
 constexpr uint32_t kClrtEntryBytes = 38; // clrt: 32-byte name and three 16-bit PCS values
@@ -83,20 +82,33 @@ int CIccColorProfile::LoadIccFile(CIccProfileRead* reader) {
     // data.
     const unsigned count = std::min(reader->GetCount(), reader->GetTagNodeCount());
     for (unsigned i = 0; i < count; ++i) {
+        const icTagSignature sig = reader->Tag(i).sig;
+        switch (sig) {
+        case icSigBToA0Tag:
+        case icSigBToA1Tag:
+        case icSigBToA2Tag: {
+            // A header that says CMYK over tables with more inks: the table tells the truth.
+            // Only the table's head is read: its data is not converted for this.
+            unsigned inputs = 0, outputs = 0;
+            if (reader->GetLutChannels(i, &inputs, &outputs)) {
+                const icColorSpaceSignature n = NColorSignatureOf(outputs);
+                if (n != 0) m_Header.colorSpace = n;
+            }
+            continue;
+        }
+        case icSigTvr2Tag:
+        case icSigTvr3Tag:
+        case icSigTvr6Tag:
+        case icSigProfileDescriptionTag:
+        case icSigColorantTableTag:
+            break;
+        default:
+            continue; // a tag the record does not read is not converted
+        }
         const auto* block = reinterpret_cast<const unsigned char*>(reader->GetTagData(i));
         if (block == nullptr) continue;
         const uint32_t size = reader->GetTagDataSize(i);
-        const uint32_t type = size >= 4 ? Load32(block) : 0;
-        switch (reader->Tag(i).sig) {
-        case icSigBToA0Tag:
-        case icSigBToA1Tag:
-        case icSigBToA2Tag:
-            // A header that says CMYK over tables with more inks: the table tells the truth.
-            if ((type == icSigLut16Type || type == icSigLut8Type) && size > kLutOutputChanAt) {
-                const icColorSpaceSignature n = NColorSignatureOf(block[kLutOutputChanAt]);
-                if (n != 0) m_Header.colorSpace = n;
-            }
-            break;
+        switch (sig) {
         case icSigTvr2Tag:
             if (size >= kVersionAt + 4) m_nTarvelinVersion = Load32(block + kVersionAt);
             break;
@@ -135,7 +147,7 @@ int CIccColorProfile::LoadIccFile(CIccProfileRead* reader) {
         }
     }
     if (overridingDescription) m_sDescription = std::move(*overridingDescription);
-    m_sMD5 = reader->GetProfileMD5String();
+    m_pDigest = reader->DigestOfLoad();
     return 1;
 }
 
@@ -147,8 +159,12 @@ void CIccColorProfile::copy(const CIccColorProfile& other) {
     m_sDescription = other.m_sDescription;
     m_nTarvelinVersion = other.m_nTarvelinVersion;
     m_Header = other.m_Header;
-    m_sMD5 = other.m_sMD5;
+    m_pDigest = other.m_pDigest;
     m_nError = other.m_nError;
+}
+
+std::wstring CIccColorProfile::GetProfileMD5String() const {
+    return m_pDigest ? m_pDigest->Text() : std::wstring();
 }
 
 int CIccColorProfile::IsDeviceLinkProfile() const {

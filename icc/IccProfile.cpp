@@ -24,12 +24,23 @@ uint32_t ReadBigEndian32(const uint8_t* p) {
     return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | p[3];
 }
 
-// Reads up to n bytes from the archive and answers those that arrived. The buffer is sized by
-// what the file holds, not by n: a length announced by the data never allocates more than the
-// file can deliver.
-std::vector<uint8_t> ReadAvailable(CArchive& ar, uint64_t n) {
-    std::vector<uint8_t> buf;
-    if (n == 0) return buf;
+// Bytes read from a file, in a buffer that is not zero-filled before the read overwrites it.
+struct SReadBytes {
+    std::shared_ptr<uint8_t[]> data;
+    uint64_t size = 0;
+};
+
+// A buffer of n bytes, left uninitialised.
+std::shared_ptr<uint8_t[]> NewBytes(uint64_t n) {
+    return std::shared_ptr<uint8_t[]>(new uint8_t[static_cast<size_t>(std::max<uint64_t>(n, 1))]);
+}
+
+// Reads up to n bytes from the archive behind `prefix` bytes reserved at the front of the buffer,
+// and answers the buffer with those that arrived (size counts the prefix too). The buffer is sized
+// by what the file holds, not by n: a length announced by the data never allocates more than the
+// file can deliver. Where the length is known this is one read.
+SReadBytes ReadAvailable(CArchive& ar, uint64_t n, uint64_t prefix) {
+    SReadBytes out;
     uint64_t first = std::min<uint64_t>(n, 1u << 20);
     if (CFile* f = ar.GetFile()) {
         try {
@@ -39,23 +50,30 @@ std::vector<uint8_t> ReadAvailable(CArchive& ar, uint64_t n) {
             // no length to go by: read in chunks below
         }
     }
-    buf.resize(static_cast<size_t>(first));
-    uint64_t got = first ? ar.Read(buf.data(), static_cast<unsigned>(first)) : 0;
-    buf.resize(static_cast<size_t>(got));
-    if (got < first) return buf;
+    uint64_t capacity = prefix + first;
+    out.data = NewBytes(capacity);
+    uint64_t got = first ? ar.Read(out.data.get() + prefix, static_cast<unsigned>(first)) : 0;
+    out.size = prefix + got;
+    if (got < first) return out;
     // More may follow where the length was not known in advance; grow only by what arrives.
-    while (buf.size() < n) {
+    while (out.size - prefix < n) {
         uint8_t probe;
         if (ar.Read(&probe, 1) != 1) break;
-        buf.push_back(probe);
-        uint64_t chunk = std::min<uint64_t>(n - buf.size(), std::max<size_t>(buf.size(), 65536));
-        size_t at = buf.size();
-        buf.resize(at + static_cast<size_t>(chunk));
-        uint64_t more = chunk ? ar.Read(buf.data() + at, static_cast<unsigned>(chunk)) : 0;
-        buf.resize(at + static_cast<size_t>(more));
+        const uint64_t chunk =
+            std::min<uint64_t>(n - (out.size - prefix) - 1, std::max<uint64_t>(out.size, 65536));
+        if (out.size + 1 + chunk > capacity) {
+            capacity = out.size + 1 + chunk;
+            auto grown = NewBytes(capacity);
+            std::memcpy(grown.get(), out.data.get(), static_cast<size_t>(out.size));
+            out.data = std::move(grown);
+        }
+        out.data[static_cast<size_t>(out.size++)] = probe;
+        uint64_t more =
+            chunk ? ar.Read(out.data.get() + out.size, static_cast<unsigned>(chunk)) : 0;
+        out.size += more;
         if (more < chunk) break;
     }
-    return buf;
+    return out;
 }
 
 // Whether the tag table describes blocks that can be read one by one. Well-formed: entries at
@@ -105,13 +123,63 @@ void CIccProfile::AllocTagTable(uint32_t count) {
 // ---------------------------------------------------------------------------------------------
 // Tag nodes
 
+namespace {
+
+uint64_t BlockWords(uint32_t size) {
+    return (std::max<uint64_t>(size, 8) + 3) / 4;
+}
+
+} // namespace
+
 CIccProfileRead::CTagDataBuffer::CTagDataBuffer(uint32_t size)
-    : nSize(size), pData(new uint32_t[(std::max<uint64_t>(size, 8) + 3) / 4]()) {}
+    : nSize(size), m_bLoaded(false), m_pData(new uint32_t[BlockWords(size)]()) {
+    std::call_once(m_converted, [] {}); // nothing to convert
+}
+
+CIccProfileRead::CTagDataBuffer::CTagDataBuffer(uint32_t size,
+                                                std::shared_ptr<const uint8_t[]> file,
+                                                const uint8_t* source)
+    : nSize(size), m_bLoaded(true), m_pFile(std::move(file)), m_pSource(source) {
+    std::memcpy(m_head, source, std::min<uint32_t>(size, sizeof m_head));
+}
+
+bool CIccProfileRead::CTagDataBuffer::LutChannels(unsigned* inputs, unsigned* outputs) {
+    if (nSize < 10) return false;
+    uint8_t head[12];
+    uint32_t type;
+    if (m_bLoaded) {
+        std::memcpy(head, m_head, sizeof head);
+        type = ReadBigEndian32(head); // the type word as the conversion would leave it
+    } else {
+        std::memcpy(head, Data(), std::min<uint32_t>(nSize, sizeof head));
+        std::memcpy(&type, head, 4);
+    }
+    if (type != icSigLut8Type && type != icSigLut16Type) return false;
+    *inputs = head[8];
+    *outputs = head[9];
+    return true;
+}
+
+uint32_t* CIccProfileRead::CTagDataBuffer::Data() {
+    std::call_once(m_converted, [this] {
+        const uint64_t words = BlockWords(nSize);
+        std::unique_ptr<uint32_t[]> block(new uint32_t[words]);
+        if (nSize != 0) std::memcpy(block.get(), m_pSource, nSize);
+        // Only the bytes behind the data are zeroed: those a short block reads as its head.
+        std::memset(reinterpret_cast<uint8_t*>(block.get()) + nSize, 0, words * 4 - nSize);
+        // The load has checked the block; the conversion is the one that check ran.
+        SwapTagData(block.get(), nSize, 1);
+        m_pData = std::move(block);
+        m_pFile.reset();
+        m_pSource = nullptr;
+    });
+    return m_pData.get();
+}
 
 CIccProfileRead::CTagNode::CTagNode(icTagSignature sig_, unsigned size_, unsigned offset_,
                                     std::shared_ptr<CTagDataBuffer> buffer, CTagNode* ref)
     : sig(sig_), offset(offset_), size(size_), pRef(ref) {
-    if (ref == nullptr)
+    if (ref == nullptr && buffer == nullptr)
         pBuffer = std::make_shared<CTagDataBuffer>(size_);
     else
         pBuffer = std::move(buffer);
@@ -122,8 +190,45 @@ CIccProfileRead::CTagNode::~CTagNode() = default;
 // ---------------------------------------------------------------------------------------------
 // CIccProfileRead
 
-CIccProfileRead::CIccProfileRead(CUserSettingsMgr* usm)
-    : CIccProfile(usm), m_nError(0), m_Digest{} {}
+CIccProfileRead::CIccProfileRead(CUserSettingsMgr* usm) : CIccProfile(usm), m_nError(0) {}
+
+CIccLoadDigest::CIccLoadDigest(std::shared_ptr<const uint8_t[]> bytes, uint64_t length)
+    : m_bytes(std::move(bytes)), m_length(length) {}
+
+const unsigned char* CIccLoadDigest::Get() const {
+    std::call_once(m_once, [this] {
+        MD5_CTX ctx;
+        MD5Init(&ctx);
+        // MD5Update takes an unsigned count.
+        const uint8_t* p = m_bytes.get();
+        for (uint64_t left = m_length; left > 0;) {
+            const unsigned n = static_cast<unsigned>(std::min<uint64_t>(left, 1u << 30));
+            MD5Update(&ctx, p, n);
+            p += n;
+            left -= n;
+        }
+        MD5Final(m_digest, &ctx);
+        m_bytes.reset();
+    });
+    return m_digest;
+}
+
+std::wstring CIccLoadDigest::Text() const {
+    static const unsigned char zero[16] = {};
+    const unsigned char* digest = Get();
+    if (std::memcmp(digest, zero, sizeof zero) == 0) return std::wstring();
+    return MD5DigestToString(digest);
+}
+
+void CIccProfileRead::SetPendingDigest(std::shared_ptr<const uint8_t[]> bytes, uint64_t length) {
+    // The digest of this load is taken when first asked for (the load only keeps the bytes).
+    m_pDigest = std::make_shared<CIccLoadDigest>(std::move(bytes), length);
+}
+
+const unsigned char* CIccProfileRead::GetDigest() const {
+    static const unsigned char zero[16] = {};
+    return m_pDigest ? m_pDigest->Get() : zero;
+}
 
 CIccProfileRead::~CIccProfileRead() {
     DeleteContents();
@@ -209,6 +314,11 @@ CIccProfileRead::CTagNode& CIccProfileRead::Node(unsigned index) {
 
 uint32_t* CIccProfileRead::GetTagData(unsigned index) {
     return Node(index).pTagData();
+}
+
+bool CIccProfileRead::GetLutChannels(unsigned index, unsigned* inputs, unsigned* outputs) {
+    CTagNode& node = Node(index);
+    return node.pBuffer && node.pBuffer->LutChannels(inputs, outputs);
 }
 
 uint32_t CIccProfileRead::GetTagDataSize(unsigned index) {
@@ -297,9 +407,7 @@ bool CIccProfileRead::GetMeasurementInfo(enmIluminant& illuminant, enmObserver& 
 }
 
 std::wstring CIccProfileRead::GetProfileMD5String() {
-    static const unsigned char zero[16] = {};
-    if (std::memcmp(m_Digest, zero, sizeof zero) == 0) return std::wstring();
-    return MD5DigestToString(m_Digest);
+    return m_pDigest ? m_pDigest->Text() : std::wstring();
 }
 
 void CIccProfileRead::DeleteContents() {
@@ -315,54 +423,52 @@ void CIccProfileRead::Serialize(CArchive& ar) {
 }
 
 void CIccProfileRead::LoadBody(CArchive& ar) {
-    MD5_CTX ctx;
-    MD5Init(&ctx);
-
-    // Header. A header cut short keeps zeros where nothing arrived, so its magic fails.
-    uint8_t raw[kHeaderBytes] = {};
-    unsigned got = ar.Read(raw, sizeof raw);
-    MD5Update(&ctx, raw, got);
-    std::memcpy(&m_Header, raw, sizeof raw);
+    // Header and count. A header cut short keeps zeros where nothing arrived, so its magic
+    // fails. The digest covers the bytes as read, in the order read: header, count, table, data.
+    uint8_t raw[kHeaderBytes + 4] = {};
+    unsigned got = ar.Read(raw, kHeaderBytes);
+    std::memcpy(&m_Header, raw, kHeaderBytes);
     SwapHeader(&m_Header);
     if (m_Header.magic != icMagicNumber) {
-        MD5Final(m_Digest, &ctx);
+        auto bytes = NewBytes(got);
+        std::memcpy(bytes.get(), raw, got);
+        SetPendingDigest(std::move(bytes), got);
         return;
     }
 
     // Tag count and table.
-    uint8_t countBytes[4];
-    if (ar.Read(countBytes, 4) != 4) throw CArchiveException(CArchiveException::endOfFile);
-    MD5Update(&ctx, countBytes, 4);
-    const uint32_t count = ReadBigEndian32(countBytes);
+    if (ar.Read(raw + kHeaderBytes, 4) != 4) throw CArchiveException(CArchiveException::endOfFile);
+    const uint32_t count = ReadBigEndian32(raw + kHeaderBytes);
     const uint64_t tableBytes = kTagEntryBytes * count;
     const uint64_t dataStart = kHeaderBytes + 4 + tableBytes;
     // The data behind the table is size - dataStart bytes, a signed int: a size that ends
     // inside the table, or a length beyond the range of int, cannot be loaded.
     const int64_t dataLength = int64_t(m_Header.size) - int64_t(dataStart);
     if (count != 0 && (dataLength < 0 || dataLength > INT_MAX)) throw CMemoryException();
-
-    std::vector<uint8_t> tableData = ReadAvailable(ar, tableBytes);
-    if (tableData.size() != tableBytes) throw CArchiveException(CArchiveException::endOfFile);
-    MD5Update(&ctx, tableData.data(), static_cast<unsigned>(tableData.size()));
-    AllocTagTable(count);
-    if (!tableData.empty()) std::memcpy(pTagTable()->tags, tableData.data(), tableData.size());
-    SwapTagTable(pTagTable(), 4 + tableData.size());
-    tableData = std::vector<uint8_t>();
-
     if (count == 0) {
-        MD5Final(m_Digest, &ctx);
+        AllocTagTable(0);
+        auto bytes = NewBytes(sizeof raw);
+        std::memcpy(bytes.get(), raw, sizeof raw);
+        SetPendingDigest(std::move(bytes), sizeof raw);
         return;
     }
+
+    // Table and data in one read, behind header and count in one buffer: the file as stored,
+    // so that a table offset is an index into it. Only what arrived is digested and used.
+    SReadBytes file = ReadAvailable(ar, tableBytes + uint64_t(dataLength), sizeof raw);
+    if (file.size < dataStart) throw CArchiveException(CArchiveException::endOfFile);
+    std::memcpy(file.data.get(), raw, sizeof raw);
+    AllocTagTable(count);
+    std::memcpy(pTagTable()->tags, file.data.get() + sizeof raw, static_cast<size_t>(tableBytes));
+    SwapTagTable(pTagTable(), 4 + tableBytes);
     if (!TagBlocksAreDisjoint(*pTagTable()))
         throw CArchiveException(CArchiveException::genericException);
-
-    // All tag data in one buffer; only what arrived is digested and used.
-    std::vector<uint8_t> data = ReadAvailable(ar, static_cast<uint64_t>(dataLength));
-    MD5Update(&ctx, data.data(), static_cast<unsigned>(data.size()));
-    const uint64_t arrived = data.size();
+    const uint64_t arrived = file.size - dataStart;
+    std::shared_ptr<const uint8_t[]> bytes = std::move(file.data);
 
     // Tags at one offset share the block of the first of them; the owners of this load by
-    // offset, so that a long table is not searched once per entry.
+    // offset, so that a long table is not searched once per entry. Every block is checked
+    // here; it is copied and converted when first asked for.
     std::unordered_map<uint32_t, CTagNode*> owners;
     owners.reserve(std::min<size_t>(count, 4096));
     m_Tags.reserve(m_Tags.size() + std::min<size_t>(count, arrived / 12 + 1));
@@ -380,13 +486,15 @@ void CIccProfileRead::LoadBody(CArchive& ar) {
         const int64_t d = int64_t(entry.offset) - int64_t(dataStart);
         if (d < 0 || uint64_t(d) + entry.size > arrived)
             throw CArchiveException(CArchiveException::endOfFile);
-        uint32_t* block = AddTag(entry.sig, entry.size, entry.offset);
-        owners.emplace(entry.offset, m_Tags.back().get());
-        if (entry.size != 0) std::memcpy(block, data.data() + d, entry.size);
-        if (!SwapTagDataChecked(block, entry.size, 1))
+        const uint8_t* source = bytes.get() + entry.offset;
+        if (!TagDataFits(source, entry.size))
             throw CArchiveException(CArchiveException::genericException);
+        m_Tags.push_back(std::make_unique<CTagNode>(
+            entry.sig, entry.size, entry.offset,
+            std::make_shared<CTagDataBuffer>(entry.size, bytes, source), nullptr));
+        owners.emplace(entry.offset, m_Tags.back().get());
     }
-    MD5Final(m_Digest, &ctx);
+    SetPendingDigest(std::move(bytes), file.size);
 }
 
 void CIccProfileRead::StoreBody(CArchive& ar) {

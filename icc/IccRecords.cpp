@@ -6,6 +6,8 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -17,23 +19,26 @@ constexpr bool kReverse = std::endian::native == std::endian::little;
 
 // All access goes through byte pointers and memcpy: fields inside a block need not be aligned
 // (a bfd second count may stand on a two-byte boundary, curve offsets come from the data).
-inline void Rev32(uint8_t* p) {
-    if constexpr (kReverse) {
+// W false: a dry run that converts nothing; the readers below then answer what the converted
+// block would hold, so that a walk can check a block without changing it.
+template <bool W = true> inline void Rev32(uint8_t* p) {
+    if constexpr (kReverse && W) {
         std::swap(p[0], p[3]);
         std::swap(p[1], p[2]);
     }
 }
 
-inline void Rev16(uint8_t* p) {
-    if constexpr (kReverse) std::swap(p[0], p[1]);
+template <bool W = true> inline void Rev16(uint8_t* p) {
+    if constexpr (kReverse && W) std::swap(p[0], p[1]);
 }
 
-inline void Rev32Run(uint8_t* p, size_t words) {
-    for (size_t i = 0; i < words; ++i) Rev32(p + 4 * i);
+template <bool W = true> inline void Rev32Run(uint8_t* p, size_t words) {
+    if constexpr (W)
+        for (size_t i = 0; i < words; ++i) Rev32(p + 4 * i);
 }
 
-inline void Rev16Run(uint8_t* p, size_t values) {
-    if constexpr (kReverse) {
+template <bool W = true> inline void Rev16Run(uint8_t* p, size_t values) {
+    if constexpr (kReverse && W) {
         for (size_t i = 0; i < values; ++i) {
             uint16_t v;
             std::memcpy(&v, p + 2 * i, 2);
@@ -56,7 +61,8 @@ inline uint16_t Load16(const uint8_t* p) {
 }
 
 // Converts the u32 at p and answers its host value, whichever the direction.
-inline uint32_t Swap32Get(uint8_t* p, bool toHost) {
+template <bool W = true> inline uint32_t Swap32Get(uint8_t* p, bool toHost) {
+    if constexpr (!W) return kReverse ? __builtin_bswap32(Load32(p)) : Load32(p); // towards host
     if (toHost) {
         Rev32(p);
         return Load32(p);
@@ -66,7 +72,8 @@ inline uint32_t Swap32Get(uint8_t* p, bool toHost) {
     return v;
 }
 
-inline uint16_t Swap16Get(uint8_t* p, bool toHost) {
+template <bool W = true> inline uint16_t Swap16Get(uint8_t* p, bool toHost) {
+    if constexpr (!W) return kReverse ? __builtin_bswap16(Load16(p)) : Load16(p);
     if (toHost) {
         Rev16(p);
         return Load16(p);
@@ -82,69 +89,80 @@ constexpr uint64_t kSaturated = std::numeric_limits<uint64_t>::max();
 
 // One curv or para record of at most `avail` bytes. Sets ok to false when the record does not
 // fit; answers the bytes the record occupies.
+template <bool W>
 uint64_t SwapCurve(bool toHost, uint8_t* p, bool typeDone, uint64_t avail, bool& ok) {
     if (avail < 4) {
         ok = false;
         return 0;
     }
     uint32_t sig;
-    if (typeDone)
+    if (typeDone && W)
         sig = Load32(p);
     else
-        sig = Swap32Get(p, toHost);
+        sig = Swap32Get<W>(p, toHost);
 
     if (sig == icSigCurveType) {
         if (avail < L::Curv::kHeadBytes) {
             ok = false;
             return 0;
         }
-        uint64_t n = Swap32Get(p + L::Curv::kCountAt, toHost);
+        uint64_t n = Swap32Get<W>(p + L::Curv::kCountAt, toHost);
         uint64_t room = (avail - L::Curv::kHeadBytes) / 2;
         if (n > room) ok = false;
-        if (n >= 2) Rev16Run(p + L::Curv::kEntriesAt, std::min(n, room));
+        if (n >= 2) Rev16Run<W>(p + L::Curv::kEntriesAt, std::min(n, room));
         return L::Curv::kHeadBytes + 2 * (n + (n & 1));
     }
     if (sig == icSigParametricCurveType) {
         // An unknown function type has no parameters here, and the walk steps over the head.
         if (avail < L::Para::kHeadBytes) {
             ok = false;
-            if (avail >= L::Para::kFunctionAt + 2) Swap16Get(p + L::Para::kFunctionAt, toHost);
+            if (avail >= L::Para::kFunctionAt + 2) Swap16Get<W>(p + L::Para::kFunctionAt, toHost);
             return 0;
         }
-        unsigned k = L::ParaParameterCount(Swap16Get(p + L::Para::kFunctionAt, toHost));
+        unsigned k = L::ParaParameterCount(Swap16Get<W>(p + L::Para::kFunctionAt, toHost));
         uint64_t room = (avail - L::Para::kHeadBytes) / 4;
         if (k > room) ok = false;
-        Rev32Run(p + L::Para::kParametersAt, std::min<uint64_t>(k, room));
+        Rev32Run<W>(p + L::Para::kParametersAt, std::min<uint64_t>(k, room));
         return L::Para::kHeadBytes + 4 * uint64_t(k);
     }
     return 0;
 }
 
-// A run of n curve records from `offset`; each call converts its own signature.
-void SwapCurveSet(bool toHost, uint8_t* block, uint64_t size, uint64_t offset, unsigned n,
-                  bool& ok) {
-    uint64_t pos = offset;
+// A run of n curve records from `offset`; each call converts its own signature. Answers the
+// end of the bytes the run touched, the end of the block where it does not fit. A record of
+// unknown type does not advance the walk, so the next one reads the signature it converted: a
+// dry run (W false) then sets *overlap, as it cannot see that.
+template <bool W>
+uint64_t SwapCurveSet(bool toHost, uint8_t* block, uint64_t size, uint64_t offset, unsigned n,
+                      bool& ok, bool* overlap) {
+    uint64_t pos = offset, end = offset;
     for (unsigned i = 0; i < n; ++i) {
         if (pos > size) {
             ok = false;
-            return;
+            return size;
         }
         bool fits = true;
-        uint64_t advance = SwapCurve(toHost, block + pos, false, size - pos, fits);
+        uint64_t advance = SwapCurve<W>(toHost, block + pos, false, size - pos, fits);
         if (!fits) {
             ok = false;
-            return;
+            return size;
         }
+        end = std::max(end, pos + 4); // a record of unknown type: its signature only
+        if (!W && advance == 0 && i + 1 < n && overlap) *overlap = true;
         pos += advance;
     }
+    return std::min(std::max(pos, end), size);
 }
 
-// lutAToBType and lutBToAType.
-void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
+// lutAToBType and lutBToAType. A dry run (W false) sets *overlap when two elements share bytes:
+// a conversion would then read bytes that an earlier element had converted, which a dry run
+// cannot see, so its answer may differ from the conversion's.
+template <bool W>
+void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok, bool* overlap) {
     constexpr uint64_t kOffsets = L::LutAB::kOffsetsAt;
     if (size < L::LutAB::kHeadBytes) {
         ok = false;
-        Rev32Run(b + kOffsets, size >= kOffsets ? (size - kOffsets) / 4 : 0);
+        Rev32Run<W>(b + kOffsets, size >= kOffsets ? (size - kOffsets) / 4 : 0);
         return;
     }
     const unsigned inCh = b[L::LutAB::kInputChanAt];
@@ -168,22 +186,31 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
     const unsigned nB = isAToB ? outCh : inCh;
     const unsigned nA = isAToB ? inCh : outCh;
 
-    auto offsets = [&] { Rev32Run(b + kOffsets, L::LutAB::kOffsetCount); };
+    // The byte ranges the elements read or convert, kept by a dry run only.
+    std::pair<uint64_t, uint64_t> spans[5];
+    unsigned nSpans = 0;
+    auto span = [&](uint64_t from, uint64_t to) {
+        if constexpr (!W) spans[nSpans++] = {from, std::max(from, to)};
+    };
+
+    auto offsets = [&] { Rev32Run<W>(b + kOffsets, L::LutAB::kOffsetCount); };
     auto curvesB = [&] {
-        if (offB != 0 && nB != 0 && valid(offB)) SwapCurveSet(toHost, b, size, offB, nB, ok);
+        if (offB != 0 && nB != 0 && valid(offB))
+            span(offB, SwapCurveSet<W>(toHost, b, size, offB, nB, ok, overlap));
     };
     auto curvesM = [&] {
         if (offM != 0 && offM != offB && nB != 0 && valid(offM))
-            SwapCurveSet(toHost, b, size, offM, nB, ok);
+            span(offM, SwapCurveSet<W>(toHost, b, size, offM, nB, ok, overlap));
     };
     auto curvesA = [&] {
         if (offA != 0 && offA != offB && offA != offM && nA != 0 && valid(offA))
-            SwapCurveSet(toHost, b, size, offA, nA, ok);
+            span(offA, SwapCurveSet<W>(toHost, b, size, offA, nA, ok, overlap));
     };
     auto grid = [&] {
         if (offCLUT == 0 || !valid(offCLUT)) return;
         if (size - offCLUT < L::Clut::kHeadBytes || inCh > L::kMaxGridAxes) {
             ok = false;
+            span(offCLUT, size);
             return;
         }
         const uint8_t* g = b + offCLUT;
@@ -191,9 +218,11 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
         if (!L::GridSampleCount(g + L::Clut::kGridPointsAt, inCh, outCh, count)) count = kSaturated;
         const uint8_t prec = g[L::Clut::kPrecisionAt];
         const uint64_t room = size - offCLUT - L::Clut::kHeadBytes;
+        span(offCLUT,
+             offCLUT + L::Clut::kHeadBytes + (prec == 2 ? 2 * std::min(count, room / 2) : 0));
         if (prec == 2) {
             if (count > room / 2) ok = false;
-            Rev16Run(b + offCLUT + L::Clut::kHeadBytes, std::min(count, room / 2));
+            Rev16Run<W>(b + offCLUT + L::Clut::kHeadBytes, std::min(count, room / 2));
         } else if (prec == 1) {
             if (count > room) ok = false; // no conversion, but the table must be there
         }
@@ -202,7 +231,8 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
         if (offMatrix == 0 || !valid(offMatrix)) return;
         constexpr uint64_t kWords = L::LutAB::kMatrixBytes / 4;
         if (size - offMatrix < L::LutAB::kMatrixBytes) ok = false;
-        Rev32Run(b + offMatrix, std::min<uint64_t>(kWords, (size - offMatrix) / 4));
+        span(offMatrix, std::min<uint64_t>(size, offMatrix + L::LutAB::kMatrixBytes));
+        Rev32Run<W>(b + offMatrix, std::min<uint64_t>(kWords, (size - offMatrix) / 4));
     };
 
     // Towards the host the steps run in their order; towards the file in the reverse order, so
@@ -223,10 +253,17 @@ void SwapLutAB(bool toHost, uint8_t* b, uint64_t size, bool isAToB, bool& ok) {
         curvesB();
         offsets();
     }
+    if constexpr (!W) {
+        for (unsigned i = 0; i < nSpans; ++i)
+            for (unsigned j = i + 1; j < nSpans; ++j)
+                if (spans[i].first < spans[j].second && spans[j].first < spans[i].second && overlap)
+                    *overlap = true;
+    }
 }
 
 // Everything behind the type signature; `type` is its host value.
-void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok) {
+template <bool W>
+void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok, bool* overlap) {
     constexpr uint64_t kBody = L::kTypeHeadBytes; // first byte behind the type head
     const uint64_t wordsFrom8 = size >= kBody + 4 ? (size - kBody) / 4 : 0;
     switch (type) {
@@ -236,21 +273,21 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
     case icSigUInt32ArrayType:
     case icSigUInt64ArrayType:
     case icSigMeasurementType:
-        Rev32Run(b + kBody, wordsFrom8);
+        Rev32Run<W>(b + kBody, wordsFrom8);
         break;
 
     case icSigUInt16ArrayType:
-        if (size >= kBody + 2) Rev16Run(b + kBody, (size - kBody) / 2);
+        if (size >= kBody + 2) Rev16Run<W>(b + kBody, (size - kBody) / 2);
         break;
 
     case icSigSignatureType:
     case icSigDataType:
     case icSigTextDescriptionType:
-        if (size >= kBody + 4) Rev32(b + kBody);
+        if (size >= kBody + 4) Rev32<W>(b + kBody);
         break;
 
     case icSigDateTimeType:
-        if (size >= kBody + 2) Rev16Run(b + kBody, std::min<uint64_t>(6, (size - kBody) / 2));
+        if (size >= kBody + 2) Rev16Run<W>(b + kBody, std::min<uint64_t>(6, (size - kBody) / 2));
         break;
 
     case icSigCurveType: {
@@ -259,16 +296,16 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
             ok = false;
             break;
         }
-        uint64_t n = Swap32Get(b + L::Curv::kCountAt, toHost);
+        uint64_t n = Swap32Get<W>(b + L::Curv::kCountAt, toHost);
         uint64_t room = (size - L::Curv::kHeadBytes) / 2;
         if (n > room) ok = false;
-        Rev16Run(b + L::Curv::kEntriesAt, std::min(n, room));
+        Rev16Run<W>(b + L::Curv::kEntriesAt, std::min(n, room));
         break;
     }
 
     case icSigParametricCurveType: {
         bool fits = true;
-        SwapCurve(toHost, b, true, size, fits);
+        SwapCurve<W>(toHost, b, true, size, fits);
         if (!fits) ok = false;
         break;
     }
@@ -278,23 +315,23 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
             ok = false;
             break;
         }
-        uint64_t n = Swap32Get(b + L::UcrBg::kCountAt, toHost);
+        uint64_t n = Swap32Get<W>(b + L::UcrBg::kCountAt, toHost);
         uint64_t room = (size - L::UcrBg::kCurveAt) / 2;
         if (n > room) {
             ok = false;
-            Rev16Run(b + L::UcrBg::kCurveAt, room);
+            Rev16Run<W>(b + L::UcrBg::kCurveAt, room);
             break;
         }
-        Rev16Run(b + L::UcrBg::kCurveAt, n);
+        Rev16Run<W>(b + L::UcrBg::kCurveAt, n);
         uint64_t mAt = L::UcrBg::kCurveAt + 2 * n; // the second count
         if (size - mAt < 4) {
             ok = false;
             break;
         }
-        uint64_t m = Swap32Get(b + mAt, toHost);
+        uint64_t m = Swap32Get<W>(b + mAt, toHost);
         uint64_t roomM = (size - mAt - 4) / 2;
         if (m > roomM) ok = false;
-        Rev16Run(b + mAt + 4, std::min(m, roomM));
+        Rev16Run<W>(b + mAt + 4, std::min(m, roomM));
         break;
     }
 
@@ -303,24 +340,25 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
             ok = false;
             break;
         }
-        uint64_t n = Swap32Get(b + L::Clrt::kCountAt, toHost);
+        uint64_t n = Swap32Get<W>(b + L::Clrt::kCountAt, toHost);
         uint64_t room = (size - L::Clrt::kHeadBytes) / L::Clrt::kEntryBytes;
         if (n > room) ok = false;
         n = std::min(n, room);
         for (uint64_t i = 0; i < n; ++i)
-            Rev16Run(b + L::Clrt::kHeadBytes + i * L::Clrt::kEntryBytes + L::Clrt::kEntryPcsAt, 3);
+            Rev16Run<W>(b + L::Clrt::kHeadBytes + i * L::Clrt::kEntryBytes + L::Clrt::kEntryPcsAt,
+                        3);
         break;
     }
 
     case icSigNamedColor2Type: {
         if (size < L::Ncl2::kHeadBytes) {
             ok = false;
-            Rev32Run(b + L::Ncl2::kVendorFlagAt, std::min<uint64_t>(3, wordsFrom8));
+            Rev32Run<W>(b + L::Ncl2::kVendorFlagAt, std::min<uint64_t>(3, wordsFrom8));
             break;
         }
-        Swap32Get(b + L::Ncl2::kVendorFlagAt, toHost);
-        uint64_t count = Swap32Get(b + L::Ncl2::kCountAt, toHost);
-        uint64_t coords = Swap32Get(b + L::Ncl2::kDeviceCoordsAt, toHost);
+        Swap32Get<W>(b + L::Ncl2::kVendorFlagAt, toHost);
+        uint64_t count = Swap32Get<W>(b + L::Ncl2::kCountAt, toHost);
+        uint64_t coords = Swap32Get<W>(b + L::Ncl2::kDeviceCoordsAt, toHost);
         uint64_t perEntry = coords + L::Ncl2::kPcsValues; // u16 values behind the root name
         uint64_t stride = L::Ncl2::kRootNameBytes + 2 * perEntry;
         uint64_t room = (size - L::Ncl2::kHeadBytes) / stride;
@@ -328,7 +366,7 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
         count = std::min(count, room);
         uint8_t* e = b + L::Ncl2::kHeadBytes;
         for (uint64_t i = 0; i < count; ++i, e += stride)
-            Rev16Run(e + L::Ncl2::kRootNameBytes, perEntry);
+            Rev16Run<W>(e + L::Ncl2::kRootNameBytes, perEntry);
         break;
     }
 
@@ -339,11 +377,11 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
         const uint64_t head = type == icSigLut8Type ? L::Lut8::kHeadBytes : L::Lut16::kHeadBytes;
         if (size < head) {
             ok = false;
-            Rev32Run(b + kMatrix,
-                     size >= kMatrix + 4 ? std::min<uint64_t>(9, (size - kMatrix) / 4) : 0);
+            Rev32Run<W>(b + kMatrix,
+                        size >= kMatrix + 4 ? std::min<uint64_t>(9, (size - kMatrix) / 4) : 0);
             break;
         }
-        Rev32Run(b + kMatrix, 9);
+        Rev32Run<W>(b + kMatrix, 9);
         const unsigned in = b[L::Lut8::kInputChanAt], out = b[L::Lut8::kOutputChanAt];
         const unsigned points = b[L::Lut8::kClutPointsAt];
         if (type == icSigLut8Type) {
@@ -353,21 +391,21 @@ void SwapTagBody(bool toHost, uint8_t* b, uint64_t size, uint32_t type, bool& ok
             if (need > size - head) ok = false;
             break;
         }
-        const unsigned inEnt = Swap16Get(b + L::Lut16::kInputEntAt, toHost);
-        const unsigned outEnt = Swap16Get(b + L::Lut16::kOutputEntAt, toHost);
+        const unsigned inEnt = Swap16Get<W>(b + L::Lut16::kInputEntAt, toHost);
+        const unsigned outEnt = Swap16Get<W>(b + L::Lut16::kOutputEntAt, toHost);
         uint64_t values;
         if (!L::Lut16TableValues(in, out, points, inEnt, outEnt, values)) values = kSaturated;
         uint64_t room = (size - head) / 2;
         if (values > room) ok = false;
-        Rev16Run(b + head, std::min(values, room));
+        Rev16Run<W>(b + head, std::min(values, room));
         break;
     }
 
     case icSigLutAtoBType:
-        SwapLutAB(toHost, b, size, true, ok);
+        SwapLutAB<W>(toHost, b, size, true, ok, overlap);
         break;
     case icSigLutBtoAType:
-        SwapLutAB(toHost, b, size, false, ok);
+        SwapLutAB<W>(toHost, b, size, false, ok, overlap);
         break;
 
     default:
@@ -382,10 +420,10 @@ bool SwapTagDataImpl(uint8_t* b, uint64_t size, bool toHost) {
     if (toHost) {
         Rev32(b);
         type = Load32(b);
-        SwapTagBody(true, b, size, type, ok);
+        SwapTagBody<true>(true, b, size, type, ok, nullptr);
     } else {
         type = Load32(b);
-        SwapTagBody(false, b, size, type, ok);
+        SwapTagBody<true>(false, b, size, type, ok, nullptr);
         Rev32(b);
     }
     return ok;
@@ -419,15 +457,30 @@ bool SwapTagDataChecked(uint32_t* data, uint32_t size, int bToHost) {
     return SwapTagDataImpl(reinterpret_cast<uint8_t*>(data), size, bToHost != 0);
 }
 
+bool TagDataFits(const uint8_t* data, uint32_t size) {
+    if (data == nullptr || size < 4) return true;
+    // The walk of a dry run only reads; the block is not changed.
+    auto* b = const_cast<uint8_t*>(data);
+    bool ok = true, overlap = false;
+    SwapTagBody<false>(true, b, size, Swap32Get<false>(b, true), ok, &overlap);
+    if (!overlap) return ok;
+    // Elements that share bytes: the conversion itself decides, on a copy.
+    std::unique_ptr<uint32_t[]> copy(new uint32_t[(uint64_t(size) + 3) / 4]);
+    std::memcpy(copy.get(), data, size);
+    return SwapTagDataImpl(reinterpret_cast<uint8_t*>(copy.get()), size, true);
+}
+
 size_t SwapCurveData(int bToHost, void* curve, bool bTypeDone) {
     bool fits = true;
-    return static_cast<size_t>(SwapCurve(bToHost != 0, static_cast<uint8_t*>(curve), bTypeDone,
-                                         std::numeric_limits<uint64_t>::max(), fits));
+    return static_cast<size_t>(SwapCurve<true>(bToHost != 0, static_cast<uint8_t*>(curve),
+                                               bTypeDone, std::numeric_limits<uint64_t>::max(),
+                                               fits));
 }
 
 size_t SwapCurveData(int bToHost, void* curve, bool bTypeDone, size_t available, bool* pbFits) {
     bool fits = true;
-    uint64_t n = SwapCurve(bToHost != 0, static_cast<uint8_t*>(curve), bTypeDone, available, fits);
+    uint64_t n =
+        SwapCurve<true>(bToHost != 0, static_cast<uint8_t*>(curve), bTypeDone, available, fits);
     if (pbFits) *pbFits = fits;
     return static_cast<size_t>(n);
 }

@@ -578,6 +578,12 @@ void SwapTagData(uint32_t* data, uint32_t size, int bToHost);
 // it lies inside `size`. Blocks that fit are converted exactly as by SwapTagData.
 bool SwapTagDataChecked(uint32_t* data, uint32_t size, int bToHost);
 
+// Whether a block of `size` bytes in file order would pass SwapTagDataChecked towards the host,
+// answered without converting it: the walk reads the counts and offsets as the conversion
+// would find them. Costs only the walk, not the conversion, for a well-formed block; an mAB /
+// mBA block whose elements share bytes is converted on a copy to decide.
+bool TagDataFits(const uint8_t* data, uint32_t size);
+
 // Converts one curv or para record and answers the bytes it occupies: 12 + 2 * (n + (n & 1))
 // for a curv of n entries (entries converted only for n >= 2), 12 + 4 * parameters for para,
 // 0 for any other type. bTypeDone true: the caller has dealt with the type signature and it

@@ -393,3 +393,28 @@ TEST(IccColorProfile, CorpusProfilesLoadWithTheReadersDigest) {
         EXPECT_EQ(1u, rec.TarvelinVersion()) << path;
     }
 }
+
+TEST(IccColorProfile, DigestAskedAfterTheFileChangedIsThatOfTheLoadAndCopiesShareIt) {
+    TempDir dir("kvr-rec");
+    const kvrtest::Bytes original = kvrtest::ReadBytes(kvrtest::CorpusProfile("sRGB.icc"));
+    ASSERT_GT(original.size(), 132u);
+    CIccProfileRead reader(nullptr);
+    ASSERT_NE(0, reader.Open(kvrtest::CorpusProfile("sRGB.icc").wstring().c_str()));
+    const std::wstring expected = reader.GetProfileMD5String();
+    ASSERT_EQ(32u, expected.size());
+
+    const std::filesystem::path path = dir / "p.icc";
+    ASSERT_TRUE(kvrtest::WriteBytes(path, original));
+    CIccColorProfile rec;
+    ASSERT_EQ(1, rec.LoadIccFile(path.wstring().c_str(), nullptr));
+    CIccColorProfile copy;
+    copy.copy(rec);
+    // The file is replaced by another before anybody asks for the digest.
+    kvrtest::Bytes changed = original;
+    changed[changed.size() - 1] ^= 0x5A;
+    ASSERT_TRUE(kvrtest::WriteBytes(path, changed));
+    EXPECT_EQ(expected, copy.GetProfileMD5String());
+    EXPECT_EQ(expected, rec.GetProfileMD5String());
+    // A record never loaded has none.
+    EXPECT_EQ(L"", CIccColorProfile().GetProfileMD5String());
+}

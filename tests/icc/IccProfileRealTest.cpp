@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <set>
 
 #include "IccTestUtil.h"
@@ -128,4 +129,27 @@ TEST(IccRealProfiles, ProfilesWithRisingOffsetsAreWrittenBackByteForByte) {
     std::cout << "[ INFO     ] " << checked << " of " << profiles.size()
               << " profiles reproduced byte for byte, " << whole
               << " of them up to size with nothing behind the last tag\n";
+}
+
+TEST(IccRealProfiles, EveryBlockReadLaterEqualsItsFileBytesConvertedAndTheDigestTheFiles) {
+    auto profiles = kvrtest::RealProfiles();
+    ASSERT_FALSE(profiles.empty());
+    for (const fs::path& path : profiles) {
+        SCOPED_TRACE(path.string());
+        Bytes file = ReadFileBytes(path);
+        const uint32_t size = BeRead32(file.data());
+        TestReader r;
+        ASSERT_EQ(1, r.Open(path.wstring().c_str()));
+        r.Close();
+        // Blocks asked for in reverse order, the digest last, after the file is closed.
+        for (unsigned i = r.GetCount(); i-- > 0;) {
+            const icTag& e = r.Tag(i);
+            ASSERT_LE(uint64_t(e.offset) + e.size, file.size());
+            std::unique_ptr<uint32_t[]> w(new uint32_t[(uint64_t(e.size) + 3) / 4 + 2]());
+            std::memcpy(w.get(), file.data() + e.offset, e.size);
+            ASSERT_TRUE(SwapTagDataChecked(w.get(), e.size, 1));
+            EXPECT_EQ(0, std::memcmp(w.get(), r.GetTagData(i), e.size)) << "tag " << i;
+        }
+        EXPECT_EQ(Md5Hex(file.data(), size), r.GetProfileMD5String());
+    }
 }

@@ -5,7 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <memory>
+#include <thread>
+
 #include "IccTestUtil.h"
+#include "base/Digest.h"
 #include "icc/IccProfile.h"
 
 using namespace icctest;
@@ -605,4 +609,192 @@ TEST(IccProfileLoad, GetFileAnswersAnOpenFileOrTheCause) {
     std::unique_ptr<CFile> g(doc.GetFile((dir / "y").wstring().c_str(), 32800, &error));
     EXPECT_EQ(nullptr, g);
     EXPECT_EQ(CFileException::fileNotFound, error.m_cause);
+}
+
+TEST(IccProfileLoad, DigestNotAskedBeforeAFailedLoadIsStillThatOfTheEarlierLoad) {
+    TempDir dir;
+    Bytes good = SmallProfile().Build();
+    Profile badP = SmallProfile();
+    badP.sizeOverride = 500;
+    Bytes bad = badP.Build();
+    WriteFileBytes(dir / "good.icc", good);
+    WriteFileBytes(dir / "bad.icc", bad);
+    TestReader r;
+    ASSERT_EQ(1, r.Open((dir / "good.icc").wstring().c_str()));
+    r.DeleteContents();
+    // The file changes on disk after the load: the digest is of the bytes that load read.
+    WriteFileBytes(dir / "good.icc", bad);
+    EXPECT_EQ(0, r.Open((dir / "bad.icc").wstring().c_str()));
+    EXPECT_EQ(Md5Hex(good.data(), good.size()), r.GetProfileMD5String());
+}
+
+TEST(IccProfileLoad, DigestIsOfTheLoadNotOfTagsChangedAfterIt) {
+    Bytes file = SmallProfile().Build();
+    TestReader r;
+    ASSERT_EQ(1, r.OpenBytes(file));
+    const Bytes before = file;
+    // Every block changed in memory, and the caller's bytes overwritten, before the digest is
+    // first asked for.
+    for (unsigned i = 0; i < r.GetTagNodeCount(); ++i) {
+        auto* p = reinterpret_cast<uint8_t*>(r.GetTagData(i));
+        if (p && r.GetTagDataSize(i) > 8) p[8] ^= 0xFF;
+    }
+    std::fill(file.begin(), file.end(), uint8_t(0));
+    EXPECT_EQ(Md5Hex(before.data(), before.size()), r.GetProfileMD5String());
+    const unsigned char* digest = r.GetDigest();
+    EXPECT_EQ(r.GetProfileMD5String(), MD5DigestToString(digest));
+}
+
+TEST(IccProfileLoad, MalformedTagFailsTheLoadThoughNobodyReadsIt) {
+    // Each profile holds one good tag and one whose counts reach beyond its block; the load
+    // fails with 901 before any tag is asked for, as a conversion at load would have it.
+    std::vector<Bytes> badTags = {
+        Be().head("curv").u32(1000).u16(1).b,
+        Be().head("mft2").u8(1).u8(1).u8(2).u8(0).zeros(36).u16(0xFFFF).u16(2).b,
+        Be().head("bfd ").u32(1).u16(1).u32(0xFFFFFFFF).u16(2).b,
+    };
+    for (size_t i = 0; i < badTags.size(); ++i) {
+        Profile p;
+        p.Add("wtpt", Be().head("XYZ ").u32(1).u32(2).u32(3).b);
+        p.Add("A2B0", badTags[i]);
+        Bytes file = p.Build();
+        TestReader r;
+        EXPECT_EQ(0, r.OpenBytes(file)) << "case " << i;
+        EXPECT_EQ(901, r.m_nError) << "case " << i;
+        EXPECT_EQ(0u, r.GetTagNodeCount()) << "case " << i;
+    }
+    // Elements of an mAB  over one another: the conversion reads bytes it has converted
+    // itself. The load answers as a conversion of the block would, either way.
+    for (uint8_t points : {uint8_t(255), uint8_t(1)}) {
+        LutAB lut;
+        lut.in = lut.out = 1;
+        lut.A = Curv({1, 2});
+        lut.clut = Clut({points}, 2, {1, 2});
+        lut.Build();
+        lut.offsetsOverride = {0, 0, 0, lut.offsets[3], lut.offsets[3]};
+        Bytes block = lut.Build();
+        std::unique_ptr<uint32_t[]> w(new uint32_t[block.size() / 4 + 1]);
+        std::memcpy(w.get(), block.data(), block.size());
+        const bool fits = SwapTagDataChecked(w.get(), uint32_t(block.size()), 1);
+        Profile p;
+        p.Add("A2B0", block);
+        Bytes file = p.Build();
+        TestReader r;
+        EXPECT_EQ(fits ? 1 : 0, r.OpenBytes(file)) << int(points);
+    }
+}
+
+TEST(IccProfileRead, BlockReadOnFirstAccessEqualsTheFileBlockConverted) {
+    Profile p = SmallProfile();
+    Bytes file = p.Build();
+    TestReader r;
+    ASSERT_EQ(1, r.OpenBytes(file));
+    for (unsigned i = 0; i < r.GetCount(); ++i) {
+        const icTag& e = r.Tag(i);
+        std::unique_ptr<uint32_t[]> w(new uint32_t[(e.size + 3) / 4 + 2]());
+        std::memcpy(w.get(), file.data() + e.offset, e.size);
+        ASSERT_TRUE(SwapTagDataChecked(w.get(), e.size, 1));
+        ASSERT_GE(r.GetTagDataSize(i), e.size);
+        EXPECT_EQ(0, std::memcmp(w.get(), r.GetTagData(i), e.size)) << "tag " << i;
+        // Asked again, the same block, converted once only.
+        EXPECT_EQ(r.GetTagData(i), r.GetTagData(i));
+        EXPECT_EQ(0, std::memcmp(w.get(), r.GetTagData(i), e.size)) << "tag " << i;
+    }
+}
+
+TEST(IccProfileRead, ShortLoadedBlockReadsZerosBehindItsData) {
+    Profile p;
+    p.Add("Tvr5", Bytes{'a', 'b', 'c', 'd', 'e'});
+    Bytes file = p.Build();
+    file.push_back(0xEE); // bytes behind the tag in the file are not part of it
+    file.push_back(0xEE);
+    file.push_back(0xEE);
+    TestReader r;
+    ASSERT_EQ(1, r.OpenBytes(file));
+    const auto* b = reinterpret_cast<const uint8_t*>(r.GetTagData(0));
+    EXPECT_EQ(5u, r.GetTagDataSize(0));
+    EXPECT_EQ(0, b[5]);
+    EXPECT_EQ(0, b[6]);
+    EXPECT_EQ(0, b[7]);
+}
+
+TEST(IccProfileRead, LutChannelsAreReadWithoutTheTableAndAsTheConvertedBlockHoldsThem) {
+    Profile p;
+    p.Add("B2A0", Be().head("mft2")
+                      .u8(3)
+                      .u8(6)
+                      .u8(2)
+                      .u8(0)
+                      .zeros(36)
+                      .u16(2)
+                      .u16(2)
+                      .zeros(2 * (3 * 2 + 6 * 8 + 6 * 2))
+                      .b);
+    p.Add("A2B0",
+          Be().head("mft1").u8(4).u8(3).u8(2).u8(0).zeros(36 + 4 * 256 + 3 * 16 + 3 * 256).b);
+    p.Add("wtpt", Be().head("XYZ ").u32(1).u32(2).u32(3).b);
+    Bytes file = p.Build();
+    TestReader r;
+    ASSERT_EQ(1, r.OpenBytes(file));
+    unsigned in = 0, out = 0;
+    ASSERT_TRUE(r.GetLutChannels(0, &in, &out));
+    EXPECT_EQ(3u, in);
+    EXPECT_EQ(6u, out);
+    ASSERT_TRUE(r.GetLutChannels(1, &in, &out));
+    EXPECT_EQ(4u, in);
+    EXPECT_EQ(3u, out);
+    EXPECT_FALSE(r.GetLutChannels(2, &in, &out)) << "not a table";
+    // The same after the blocks are converted.
+    const auto* b = reinterpret_cast<const uint8_t*>(r.GetTagData(0));
+    EXPECT_EQ(6, b[9]);
+    ASSERT_TRUE(r.GetLutChannels(0, &in, &out));
+    EXPECT_EQ(6u, out);
+    EXPECT_THROW(r.GetLutChannels(3, &in, &out), CInvalidArgException);
+    // A block made in memory is read as it stands.
+    TestReader m;
+    auto* block = reinterpret_cast<uint8_t*>(m.AddTag(Sig("B2A1"), 12, 0));
+    const uint32_t type = icSigLut8Type;
+    std::memcpy(block, &type, 4);
+    block[8] = 3;
+    block[9] = 7;
+    ASSERT_TRUE(m.GetLutChannels(0, &in, &out));
+    EXPECT_EQ(7u, out);
+    auto* cut = reinterpret_cast<uint8_t*>(m.AddTag(Sig("B2A2"), 9, 0));
+    std::memcpy(cut, &type, 4);
+    EXPECT_FALSE(m.GetLutChannels(1, &in, &out)) << "shorter than 10 bytes";
+}
+
+TEST(IccProfileRead, BlocksAndDigestAskedOnSeveralThreadsAtOnceAreTheSame) {
+    Profile p = SmallProfile();
+    Bytes file = p.Build();
+    TestReader eager;
+    ASSERT_EQ(1, eager.OpenBytes(file));
+    std::vector<Bytes> expected;
+    for (unsigned i = 0; i < eager.GetTagNodeCount(); ++i) {
+        auto* b = reinterpret_cast<const uint8_t*>(eager.GetTagData(i));
+        expected.emplace_back(b, b + eager.GetTagDataSize(i));
+    }
+    for (int round = 0; round < 20; ++round) {
+        TestReader r;
+        ASSERT_EQ(1, r.OpenBytes(file));
+        std::vector<std::vector<Bytes>> seen(4);
+        std::vector<std::wstring> digests(4);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t)
+            threads.emplace_back([&, t] {
+                for (unsigned k = 0; k < r.GetTagNodeCount(); ++k) {
+                    // Each thread walks the tags in another order.
+                    const unsigned i = (k + unsigned(t)) % r.GetTagNodeCount();
+                    auto* b = reinterpret_cast<const uint8_t*>(r.GetTagData(i));
+                    seen[t].emplace_back(b, b + r.GetTagDataSize(i));
+                    if (k == 1) digests[t] = r.GetProfileMD5String();
+                }
+            });
+        for (auto& th : threads) th.join();
+        for (int t = 0; t < 4; ++t) {
+            EXPECT_EQ(Md5Hex(file.data(), file.size()), digests[t]);
+            for (unsigned k = 0; k < seen[t].size(); ++k)
+                EXPECT_EQ(expected[(k + unsigned(t)) % expected.size()], seen[t][k]);
+        }
+    }
 }

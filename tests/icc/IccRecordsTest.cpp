@@ -619,3 +619,128 @@ TEST(IccRecordsChannels, ChannelCountOfEverySignatureInBothForms) {
     EXPECT_EQ(1u, GetChannelCountOfSignature(Sig("gamt"), true));
     EXPECT_EQ(0u, GetChannelCountOfSignature(Sig("gamt"), false));
 }
+
+namespace {
+
+// Whether the checked conversion towards the host accepts a copy of `file`.
+bool ConversionFits(const Bytes& file) {
+    Block blk(file);
+    return SwapTagDataChecked(blk.words(), uint32_t(blk.n), 1);
+}
+
+// Blocks of every type the conversion walks, well-formed, and with elements that share bytes.
+std::vector<Bytes> SampleBlocks() {
+    std::vector<Bytes> blocks;
+    blocks.push_back(Curv({1, 2, 3}));
+    blocks.push_back(Curv({0x0100}));
+    blocks.push_back(Para(3, {1, 2, 3, 4, 5}));
+    blocks.push_back(Be().head("bfd ").u32(2).u16(1).u16(2).u32(1).u16(7).zeros(2).b);
+    blocks.push_back(Be().head("clrt").u32(1).text("cyan", 32).u16(1).u16(2).u16(3).b);
+    blocks.push_back(Be().head("ncl2").u32(0).u32(1).u32(4).zeros(64).text("one", 32).zeros(14).b);
+    blocks.push_back(Be().head("mft1").u8(1).u8(1).u8(2).u8(0).zeros(36 + 256 + 2 + 256).b);
+    blocks.push_back(Be().head("mft2").u8(1).u8(1).u8(2).u8(0).zeros(36).u16(2).u16(2).zeros(12).b);
+    blocks.push_back(Be().head("XYZ ").u32(1).u32(2).u32(3).b);
+    blocks.push_back(Be().head("desc").u32(3).text("abc", 3).b);
+    for (const char* type : {"mAB ", "mBA "}) {
+        LutAB lut;
+        lut.type = type;
+        lut.in = 2;
+        lut.out = 2;
+        lut.B = Curv({1, 2});
+        Bytes more = Para(0, {65536});
+        lut.B.insert(lut.B.end(), more.begin(), more.end());
+        lut.M = lut.B;
+        lut.A = lut.B;
+        lut.matrix = Be().u32(1)
+                         .u32(2)
+                         .u32(3)
+                         .u32(4)
+                         .u32(5)
+                         .u32(6)
+                         .u32(7)
+                         .u32(8)
+                         .u32(9)
+                         .u32(10)
+                         .u32(11)
+                         .u32(12)
+                         .b;
+        lut.clut = Clut({2, 2}, 2, {1, 2, 3, 4, 5, 6, 7, 8});
+        Bytes whole = lut.Build();
+        blocks.push_back(whole);
+        // The same elements placed over one another: B at M, the grid over the A curves, the
+        // matrix inside the grid.
+        const uint32_t* o = lut.offsets;
+        const std::vector<std::vector<uint32_t>> moved = {{o[0], o[1], o[0] + 4, o[3], o[4]},
+                                                          {o[0], o[1], o[2], o[4], o[4]},
+                                                          {o[0], o[3] + 8, o[2], o[3], o[4]},
+                                                          {o[2], o[1], o[0], o[3] - 2, o[4]},
+                                                          {o[0], o[0], o[0], o[0], o[0]}};
+        for (const auto& offsets : moved) {
+            lut.offsetsOverride = offsets;
+            blocks.push_back(lut.Build());
+        }
+        lut.offsetsOverride.clear();
+        // A curve of unknown type, "vruc": the walk stays on it, and the next curve reads its
+        // signature as converted, "curv", with a count beyond the block.
+        LutAB unknown;
+        unknown.type = type;
+        unknown.in = unknown.out = 2;
+        unknown.B = Be().sig("vruc").u32(0).u32(1000).u16(1).u16(2).b;
+        blocks.push_back(unknown.Build());
+        unknown.B = Be().sig("vruc").u32(0).u32(1).u16(1).u16(2).b;
+        blocks.push_back(unknown.Build());
+    }
+    return blocks;
+}
+
+} // namespace
+
+TEST(IccRecordsCheck, TagDataFitsAnswersAsTheCheckedConversionAndLeavesTheBlock) {
+    std::vector<Bytes> blocks = SampleBlocks();
+    ASSERT_GT(blocks.size(), 15u);
+    std::mt19937 rng(19);
+    size_t fits = 0, refused = 0;
+    for (size_t b = 0; b < blocks.size(); ++b) {
+        // The block itself, every cut of it, and blocks with bytes changed at random: counts,
+        // offsets and grids that reach anywhere.
+        std::vector<Bytes> cases = {blocks[b]};
+        for (size_t n = 0; n < blocks[b].size(); ++n)
+            cases.emplace_back(blocks[b].begin(), blocks[b].begin() + n);
+        for (int round = 0; round < 400; ++round) {
+            Bytes changed = blocks[b];
+            const int edits = 1 + int(rng() % 4);
+            for (int e = 0; e < edits; ++e) {
+                size_t at = 4 + rng() % (changed.size() - 4);
+                changed[at] = uint8_t(rng() % 3 == 0 ? rng() : rng() % 64);
+            }
+            cases.push_back(changed);
+        }
+        for (const Bytes& c : cases) {
+            Block blk(c);
+            const bool expected = ConversionFits(c);
+            EXPECT_EQ(expected, TagDataFits(blk.bytes(), uint32_t(blk.n)))
+                << "block " << b << " of " << c.size() << " bytes";
+            EXPECT_EQ(c, blk.copy()) << "the check changed the block";
+            (expected ? fits : refused)++;
+        }
+    }
+    // Both answers occur often: the comparison is not one of blocks that all pass.
+    EXPECT_GT(fits, 1000u);
+    EXPECT_GT(refused, 1000u);
+}
+
+TEST(IccRecordsCheck, TagDataFitsAnswersAsTheConversionWhereItReadsWhatItConverted) {
+    std::vector<Bytes> blocks = SampleBlocks();
+    size_t refused = 0;
+    for (const Bytes& b : blocks) {
+        Block blk(b);
+        EXPECT_EQ(ConversionFits(b), TagDataFits(blk.bytes(), uint32_t(blk.n)));
+        refused += ConversionFits(b) ? 0 : 1;
+    }
+    EXPECT_GE(refused, 2u) << "the unknown curve read again as curv reaches beyond the block";
+    EXPECT_TRUE(TagDataFits(nullptr, 0));
+    const Bytes tiny{'c', 'u', 'r'};
+    EXPECT_TRUE(TagDataFits(tiny.data(), 3));
+    const Bytes curveCut = Be().head("curv").u32(1000).u16(1).b;
+    EXPECT_FALSE(TagDataFits(curveCut.data(), uint32_t(curveCut.size())));
+}
