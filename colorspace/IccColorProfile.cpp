@@ -147,7 +147,7 @@ int CIccColorProfile::LoadIccFile(CIccProfileRead* reader) {
         }
     }
     if (overridingDescription) m_sDescription = std::move(*overridingDescription);
-    m_pDigest = reader->DigestOfLoad();
+    m_sMD5 = reader->GetProfileMD5String();
     return 1;
 }
 
@@ -159,12 +159,8 @@ void CIccColorProfile::copy(const CIccColorProfile& other) {
     m_sDescription = other.m_sDescription;
     m_nTarvelinVersion = other.m_nTarvelinVersion;
     m_Header = other.m_Header;
-    m_pDigest = other.m_pDigest;
+    m_sMD5 = other.m_sMD5;
     m_nError = other.m_nError;
-}
-
-std::wstring CIccColorProfile::GetProfileMD5String() const {
-    return m_pDigest ? m_pDigest->Text() : std::wstring();
 }
 
 int CIccColorProfile::IsDeviceLinkProfile() const {

@@ -14,7 +14,6 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -58,8 +57,7 @@ public:
         illuminant = m_eIlluminant;
         observer = m_eObserver;
     }
-    // The MD5 text of the load; taken from the file's bytes the first time it is asked for.
-    std::wstring GetProfileMD5String() const;
+    std::wstring GetProfileMD5String() const { return m_sMD5; }
     // 1 unless the connection space is 0, Lab or XYZ; the profile class is not looked at.
     int IsDeviceLinkProfile() const;
 
@@ -82,9 +80,9 @@ private:
     std::wstring m_sDescription;
     icHeader m_Header{};
     uint32_t m_nTarvelinVersion = 0;
-    // Null for a record never loaded. Until the MD5 is first asked for it holds the bytes the
-    // load read: a cached record whose MD5 nobody asks for keeps its file's bytes in memory.
-    std::shared_ptr<const CIccLoadDigest> m_pDigest;
+    // Taken at load, unlike the reader's: the profile cache keeps records for a long time, and
+    // a record holds no tables, so it should not hold the file's bytes for a later digest.
+    std::wstring m_sMD5;
     std::vector<std::wstring> m_vecChannelNames;
     std::vector<std::array<uint16_t, 3>> m_vecColorantPcs;
     int m_nError = 0;

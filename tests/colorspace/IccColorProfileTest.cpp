@@ -394,7 +394,7 @@ TEST(IccColorProfile, CorpusProfilesLoadWithTheReadersDigest) {
     }
 }
 
-TEST(IccColorProfile, DigestAskedAfterTheFileChangedIsThatOfTheLoadAndCopiesShareIt) {
+TEST(IccColorProfile, DigestAskedAfterTheFileChangedIsThatOfTheLoadAndCopiesKeepIt) {
     TempDir dir("kvr-rec");
     const kvrtest::Bytes original = kvrtest::ReadBytes(kvrtest::CorpusProfile("sRGB.icc"));
     ASSERT_GT(original.size(), 132u);
