@@ -61,12 +61,12 @@ TEST_P(GamutQuality, PerceptualRampsHaveNoPlateauAndNoOutsizedStep) {
 }
 
 // Through lcms2 no ramp reverses. Temporary limit for the native link: the aim is no reversal
-// there either; it reverses three steps (blue to white, blue to black, magenta to black, the
-// largest 0.45 L*). Its own grid resamples the 33-point B2A table across the gamut's boundary,
-// where black and the other inks trade places between neighbouring nodes of the table.
+// there either; it reverses one step, magenta to black next to black (+0.36 L*). Its
+// interpolation of the B2A table's nodes around the black point, whose mapped lightness
+// differs from hue to hue by a few tenths of L*, turns that step back.
 TEST_P(GamutQuality, PerceptualRampsKeepTheirLightnessOrder) {
     const SRampFigures& f = Figures(GetParam(), EIntent::Perceptual).ramps;
-    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 3 : 0);
+    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 1 : 0);
     for (const auto& fault : f.faults) std::printf("  %s\n", fault.c_str());
 }
 

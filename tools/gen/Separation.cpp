@@ -42,7 +42,10 @@ CPrinterGamut::CPrinterGamut()
       m_printer(LabToOklab({m_darkestGreyL, 0.0, 0.0})[0], [this] { return PressTest(m_press); }),
       m_source(LabToOklab({m_darkestGreyL, 0.0, 0.0})[0],
                [this] { return SrgbTest(m_srgb, m_scaling); }),
-      m_mapper(m_printer, m_source, SrgbTest(m_srgb, m_scaling), m_scaling) {}
+      m_mapper(m_printer, m_source, SrgbTest(m_srgb, m_scaling), m_scaling) {
+    // Before any mapping: the mapper reads the source's cusps.
+    m_source.RaiseCuspHollows();
+}
 
 CPrinterSeparation::CPrinterSeparation(const CPrinterGamut& gamut, EIntent intent)
     : m_gamut(gamut),
