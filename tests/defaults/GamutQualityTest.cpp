@@ -61,12 +61,12 @@ TEST_P(GamutQuality, PerceptualRampsHaveNoPlateauAndNoOutsizedStep) {
 }
 
 // Through lcms2 no ramp reverses. Temporary limit for the native link: the aim is no reversal
-// there either; it reverses three steps (blue to white, blue to black, magenta to black, the
-// largest 0.45 L*). Its own grid resamples the 33-point B2A table across the gamut's boundary,
-// where black and the other inks trade places between neighbouring nodes of the table.
+// there either; it reverses one step, magenta to black next to black (+0.36 L*). Its
+// interpolation of the B2A table's nodes around the black point, whose mapped lightness
+// differs from hue to hue by a few tenths of L*, turns that step back.
 TEST_P(GamutQuality, PerceptualRampsKeepTheirLightnessOrder) {
     const SRampFigures& f = Figures(GetParam(), EIntent::Perceptual).ramps;
-    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 3 : 0);
+    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 1 : 0);
     for (const auto& fault : f.faults) std::printf("  %s\n", fault.c_str());
 }
 
@@ -82,11 +82,6 @@ TEST_P(GamutQuality, GreysPrintNeutralAndInLightnessOrderAtEveryIntent) {
         SCOPED_TRACE(Name(intent));
         const SGreyFigures& f = Figures(GetParam(), intent).greys;
         EXPECT_LE(f.maxAbsAb, 1.0);
-        // Temporary limit: the sRGB greys darker than the darkest neutral all print as that
-        // neutral at the relative intent; the native link's relative grid, resampling B2A1
-        // around the grey axis there, varies their inks a little and their lightness by a few
-        // hundredths of L*, so that the flat stretch is not monotonic.
-        if (GetParam() == EConverter::Native && intent == EIntent::Relative) continue;
         EXPECT_TRUE(f.lMonotonic);
     }
 }
@@ -111,10 +106,7 @@ TEST_P(GamutQuality, GreyRampInksChangeSmoothlyAndFallTowardWhite) {
         SCOPED_TRACE(Name(intent));
         const SGreyFigures& f = Figures(GetParam(), intent).greys;
         EXPECT_LE(f.maxInkStep, 0.02);
-        // Temporary limit: the native link's relative grid at the same place, where its inks
-        // move to and fro by up to 2 % between its nodes (observed 6.0 % in all).
-        const bool nativeRelative = GetParam() == EConverter::Native && intent == EIntent::Relative;
-        EXPECT_LE(f.maxInkRise, nativeRelative ? 0.065 : 0.05);
+        EXPECT_LE(f.maxInkRise, 0.05);
     }
 }
 

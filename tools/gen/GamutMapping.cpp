@@ -171,6 +171,23 @@ CGamutBoundary::CGamutBoundary(double darkOklabL, const std::function<InsideTest
     }
 }
 
+void CGamutBoundary::RaiseCuspHollows() {
+    // Binomial weights over the neighbouring hues, around the circle; only raising.
+    constexpr double kWeights[] = {20.0, 15.0, 6.0, 1.0};
+    constexpr int kReach = 3;
+    std::vector<double> raised(m_cuspL);
+    for (int hue = 0; hue < kHues; ++hue) {
+        double sum = 0.0, weights = 0.0;
+        for (int d = -kReach; d <= kReach; ++d) {
+            const double w = kWeights[std::abs(d)];
+            sum += w * m_cuspL[size_t((hue + d + kHues) % kHues)];
+            weights += w;
+        }
+        raised[size_t(hue)] = std::max(m_cuspL[size_t(hue)], sum / weights);
+    }
+    m_cuspL = raised;
+}
+
 double CGamutBoundary::DeepL(int level) const {
     return m_darkL * (1.0 - kDeepSpan * (kDeepLevels - level) / kDeepLevels);
 }

@@ -22,6 +22,8 @@
 //   printer's cusp lightness: up to 80 % of the printer's boundary along that line a colour
 //   stays, beyond it the rest of the source's range is compressed linearly into the last 20 %.
 //   The source gamut is sRGB: version-2 profiles carry no reference gamut of the source.
+//   Its cusp lightness, which dips to a sharp corner at its blue, is raised there to the
+//   average of the neighbouring hues (RaiseCuspHollows), so that lightness moves smoothly.
 //   The steps follow the published descriptions of chroma-dependent lightness mapping with
 //   knee compression toward the cusp lightness (the SGCK method of the CIE 156 guidelines).
 // - Saturation: the same black point scaling and lightness move, then colours outside the
@@ -92,6 +94,13 @@ public:
     bool ChromaRange(double L, double h, double& lo, double& hi) const;
     // The cusp of hue h: its lightness and chroma (h is returned as given).
     SLch Cusp(double h) const;
+
+    // Raises the cusp lightness where it dips between neighbouring hues to their weighted
+    // average. sRGB's dips to a sharp corner at its blue primary: mapped lightness, which
+    // moves with the difference of the two gamuts' cusps, would change as fast across
+    // neighbouring nodes of a table there, and its interpolation would turn ramps from blue
+    // back.
+    void RaiseCuspHollows();
 
     static constexpr int kHues = 120;     // 3 degrees apart
     static constexpr int kLevels = 48;    // lightnesses from the darkest neutral to white

@@ -14,6 +14,8 @@ constexpr int kOntoSteps = 12;          // bisection onto the gamut: 1/4096 of t
 constexpr int kBlackSteps = 14;         // bisection of black
 constexpr double kNeutralBand = 0.5;    // relative chroma over which the rule's black joins
 constexpr double kShadowRamp = 8.0;     // units of CIE76 difference to full grey component
+constexpr double kDarkChromaFade = 8.0; // CIELAB chroma of which half stays, deep below
+constexpr double kDarkFadeDepth = 2.5;  // L* below the darkest neutral where the fade starts
 
 // The press's inside test for the boundary: printable from the last inside colour's inks.
 CGamutBoundary::InsideTest PressTest(const CPressModel& press) {
@@ -40,7 +42,10 @@ CPrinterGamut::CPrinterGamut()
       m_printer(LabToOklab({m_darkestGreyL, 0.0, 0.0})[0], [this] { return PressTest(m_press); }),
       m_source(LabToOklab({m_darkestGreyL, 0.0, 0.0})[0],
                [this] { return SrgbTest(m_srgb, m_scaling); }),
-      m_mapper(m_printer, m_source, SrgbTest(m_srgb, m_scaling), m_scaling) {}
+      m_mapper(m_printer, m_source, SrgbTest(m_srgb, m_scaling), m_scaling) {
+    // Before any mapping: the mapper reads the source's cusps.
+    m_source.RaiseCuspHollows();
+}
 
 CPrinterSeparation::CPrinterSeparation(const CPrinterGamut& gamut, EIntent intent)
     : m_gamut(gamut),
@@ -70,7 +75,22 @@ Vec3 CPrinterSeparation::Map(const Vec3& target, double* ink4) const {
         // A dark colour that does not print is raised to the darkest neutral's lightness before
         // the search: one of the press's few deeper colours (blues of three inks) would print
         // darker than black's neutral, and ramps to black would turn back.
-        if (goal[0] < m_gamut.DarkestGreyL()) goal[0] = m_gamut.DarkestGreyL();
+        if (goal[0] < m_gamut.DarkestGreyL()) {
+            // The gamut narrows to a point at the darkest neutral, where a little chroma takes
+            // a large trade of inks: colours below it keep the share c / (c + fade) of their
+            // chroma c, so that the nodes next to the dark end of the grey axis hold inks
+            // nearer the neutral's and greys that fall between them print alike. The fade sets
+            // in only some way below the neutral and grows with the depth: colours just below
+            // it share the table's cells with printable ones, which are to print as they are.
+            const double depth = m_gamut.DarkestGreyL() - goal[0];
+            const double fade =
+                kDarkChromaFade * std::clamp(depth / kDarkFadeDepth - 1.0, 0.0, 1.0);
+            goal[0] = m_gamut.DarkestGreyL();
+            const double c = std::hypot(goal[1], goal[2]);
+            const double keep = c > 0.0 ? c / (c + fade) : 0.0;
+            goal[1] *= keep;
+            goal[2] *= keep;
+        }
         if (press.Prints(goal, ink4, true)) return goal;
         mapped = m_gamut.Mapper().Relative(goal, anchor);
         break;

@@ -4,7 +4,9 @@
 // 1. The colour is mapped into the press's gamut by the intent's mapping. Tables bound the
 //    mappings, so where the mapped colour does not print exactly it is moved onto the gamut
 //    along the line from the mapping's neutral anchor (by bisection). At the relative intent
-//    a printable colour stays as it is.
+//    a printable colour stays as it is, and a colour darker than the darkest neutral is raised
+//    to its lightness keeping only part of its chroma: near the grey axis little of it, so
+//    that the nodes around the dark end of the axis hold nearly the neutral's inks.
 // 2. Black. On the grey axis black follows GreyBlack: none up to a quarter of the way from the
 //    paper to the darkest neutral, then rising smoothly (from a zero slope, then linearly) to
 //    full black at the darkest neutral, so that C, M and Y only grow toward black. Off the

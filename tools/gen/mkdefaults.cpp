@@ -17,7 +17,8 @@
 //   A2B1  CMYK to Lab, the press model on 17 points per ink, relative to the paper.
 //   B2A1  Lab to CMYK on 33 points per axis: the separation of CPrinterSeparation
 //         (Separation.h: gamut mapping, then black generation, 300% total ink) with colours
-//         outside the gamut mapped to the nearest printable colour of the same Oklab hue.
+//         outside the gamut mapped to the nearest printable colour of the same Oklab hue;
+//         below the darkest neutral, near-neutral colours lose most of their chroma.
 //   A2B0  perceptual: the press's colours with black point scaling (CBlackScaling); A2B2
 //         shares its data.
 //   B2A0  perceptual: black point scaling, then lightness toward the press's cusp and chroma
