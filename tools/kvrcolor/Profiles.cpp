@@ -10,6 +10,8 @@
 #include <iterator>
 #include <map>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 #include "CliError.h"
 #include "ProfileDiagnosis.h"
@@ -27,22 +29,47 @@ CUserSettingsMgr& Settings() {
 }
 
 namespace {
-// What was read of a file, with the size and time of change it had then.
-template <typename T> struct CachedRead {
+// The size and time of change of a regular file.
+struct FileStamp {
     uintmax_t size = 0;
     fs::file_time_type changed;
-    T value;
+    bool operator==(const FileStamp&) const = default;
 };
 
-// The size and time of change of a regular file; false where they cannot be had.
-bool FileStamp(const std::string& path, uintmax_t& size, fs::file_time_type& changed) {
+// The stamp of a regular file; nothing where it cannot be had.
+std::optional<FileStamp> StampOf(const std::string& path) {
     std::error_code ec;
-    if (!fs::is_regular_file(path, ec)) return false;
-    size = fs::file_size(path, ec);
-    if (ec) return false;
-    changed = fs::last_write_time(path, ec);
-    return !ec;
+    if (!fs::is_regular_file(path, ec)) return std::nullopt;
+    FileStamp stamp;
+    stamp.size = fs::file_size(path, ec);
+    if (ec) return std::nullopt;
+    stamp.changed = fs::last_write_time(path, ec);
+    if (ec) return std::nullopt;
+    return stamp;
 }
+
+// What was read of files, by path, valid while a file keeps the stamp it had when read. A few
+// entries at a time (emptied when full): the ui server runs long and meets many profiles.
+template <typename T> class ReadCache {
+public:
+    explicit ReadCache(size_t capacity) : m_capacity(capacity) {}
+    std::optional<T> Find(const std::string& path, const FileStamp& stamp) {
+        std::lock_guard lock(m_mutex);
+        const auto found = m_entries.find(path);
+        if (found == m_entries.end() || !(found->second.first == stamp)) return std::nullopt;
+        return found->second.second;
+    }
+    void Store(const std::string& path, const FileStamp& stamp, T value) {
+        std::lock_guard lock(m_mutex);
+        if (m_entries.size() >= m_capacity) m_entries.clear();
+        m_entries[path] = {stamp, std::move(value)};
+    }
+
+private:
+    const size_t m_capacity;
+    std::mutex m_mutex;
+    std::map<std::string, std::pair<FileStamp, T>> m_entries;
+};
 } // namespace
 
 ProfileFacts ReadProfileFacts(const std::string& path) {
@@ -53,17 +80,10 @@ ProfileFacts ReadProfileFacts(const std::string& path) {
     // that may be a device link, the soft proof's steps); reading a printer profile of
     // megabytes is most of a small conversion, so a file is read once while it stays the same
     // (the ui server runs long, and its profiles may be replaced meanwhile).
-    static std::mutex mutex;
-    static std::map<std::string, CachedRead<ProfileFacts>> cache;
-    uintmax_t size = 0;
-    fs::file_time_type changed;
-    const bool cacheable = FileStamp(path, size, changed);
-    if (cacheable) {
-        std::lock_guard lock(mutex);
-        const auto found = cache.find(path);
-        if (found != cache.end() && found->second.size == size && found->second.changed == changed)
-            return found->second.value;
-    }
+    static ReadCache<ProfileFacts> cache(64);
+    const std::optional<FileStamp> stamp = StampOf(path);
+    if (stamp)
+        if (std::optional<ProfileFacts> known = cache.Find(path, *stamp)) return *known;
     CIccProfileRead profile(&Settings());
     if (!profile.Open(Utf8ToWide(path).c_str())) {
         if (profile.m_nError == kIccErrorAccessDenied)
@@ -74,11 +94,7 @@ ProfileFacts ReadProfileFacts(const std::string& path) {
     }
     const icHeader& h = profile.Header();
     ProfileFacts facts{path, h.deviceClass, h.colorSpace, h.pcs, h.version, h};
-    if (cacheable) {
-        std::lock_guard lock(mutex);
-        if (cache.size() >= 64) cache.clear();
-        cache[path] = {size, changed, facts};
-    }
+    if (stamp) cache.Store(path, *stamp, facts);
     return facts;
 }
 
@@ -108,28 +124,15 @@ std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {
 }
 
 std::shared_ptr<const std::vector<uint8_t>> ProfileFileBytes(const std::string& path) {
-    static std::mutex mutex;
-    static std::map<std::string, CachedRead<std::shared_ptr<const std::vector<uint8_t>>>> cache;
-    uintmax_t size = 0;
-    fs::file_time_type changed;
-    const bool cacheable = FileStamp(path, size, changed);
-    if (cacheable) {
-        std::lock_guard lock(mutex);
-        const auto found = cache.find(path);
-        if (found != cache.end() && found->second.size == size && found->second.changed == changed)
-            return found->second.value;
-    }
+    using Bytes = std::shared_ptr<const std::vector<uint8_t>>;
+    static ReadCache<Bytes> cache(8);
+    const std::optional<FileStamp> stamp = StampOf(path);
+    if (stamp)
+        if (std::optional<Bytes> known = cache.Find(path, *stamp)) return *known;
     auto bytes = std::make_shared<const std::vector<uint8_t>>(ReadFileBytes(path, kExitProfile));
     // Kept only when the file was not changed while it was read.
-    uintmax_t sizeAfter = 0;
-    fs::file_time_type changedAfter;
-    if (cacheable && FileStamp(path, sizeAfter, changedAfter) && sizeAfter == size &&
-        changedAfter == changed && bytes->size() == size) {
-        std::lock_guard lock(mutex);
-        // A few files at a time: the ui server runs long and meets many profiles.
-        if (cache.size() >= 8) cache.clear();
-        cache[path] = {size, changed, bytes};
-    }
+    if (stamp && StampOf(path) == stamp && bytes->size() == stamp->size)
+        cache.Store(path, *stamp, bytes);
     return bytes;
 }
 
