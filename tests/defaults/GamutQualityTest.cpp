@@ -60,13 +60,9 @@ TEST_P(GamutQuality, PerceptualRampsHaveNoPlateauAndNoOutsizedStep) {
     EXPECT_LE(f.worstStepRatio, 4.0) << f.worstRamp;
 }
 
-// Through lcms2 no ramp reverses. Temporary limit for the native link: the aim is no reversal
-// there either; it reverses one step, magenta to black next to black (+0.36 L*). Its
-// interpolation of the B2A table's nodes around the black point, whose mapped lightness
-// differs from hue to hue by a few tenths of L*, turns that step back.
 TEST_P(GamutQuality, PerceptualRampsKeepTheirLightnessOrder) {
     const SRampFigures& f = Figures(GetParam(), EIntent::Perceptual).ramps;
-    EXPECT_LE(f.reversals, GetParam() == EConverter::Native ? 1 : 0);
+    EXPECT_EQ(0, f.reversals);
     for (const auto& fault : f.faults) std::printf("  %s\n", fault.c_str());
 }
 

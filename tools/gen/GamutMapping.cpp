@@ -32,6 +32,13 @@ constexpr double kLightnessShift = 0.6;
 constexpr double kRelativeLightnessWeight = 2.0;
 // Oklab distance outside the gamut from which that weight holds in full (from 1 at the gamut).
 constexpr double kWeightReach = 0.06;
+// Oklab lightness above the darkest neutral over which the lightness move toward the printer's
+// cusp fades in (about L* 15 to 21): none at the darkest neutral, all of it from there on. The
+// move differs from hue to hue with the two gamuts' cusps, and in full it gave the table's
+// nodes around the black point, of one source lightness and a little chroma, lightnesses a
+// few tenths of L* apart from hue to hue; interpolated between them, ramps to black turned
+// back next to black.
+constexpr double kShiftFade = 0.06;
 
 // The matrices between D50 XYZ and Oklab's cone responses.
 struct SOklabMatrices {
@@ -281,9 +288,29 @@ double CGamutMapper::Shift(double C, double h) const {
     return kLightnessShift * (dst.L - src.L) * r;
 }
 
+double CGamutMapper::ShiftShare(double L) const {
+    const double x = std::clamp((L - m_printer.DarkL()) / kShiftFade, 0.0, 1.0);
+    return x * x * (3.0 - 2.0 * x);
+}
+
+double CGamutMapper::Shifted(double L, double shift) const {
+    // The moved lightness m solves m - shift * ShiftShare(m) = L; it lies between L and
+    // L + shift, where the difference of the two sides changes sign.
+    double lo = L + std::min(0.0, shift), hi = L + std::max(0.0, shift);
+    for (int step = 0; step < kReachSteps; ++step) {
+        const double mid = 0.5 * (lo + hi);
+        (mid - shift * ShiftShare(mid) < L ? lo : hi) = mid;
+    }
+    return 0.5 * (lo + hi);
+}
+
+double CGamutMapper::Unshifted(double L, double C, double h) const {
+    return L - Shift(C, h) * ShiftShare(L);
+}
+
 SLch CGamutMapper::Prepare(const Vec3& lab, double& focalL) const {
     SLch lch = ToLch(LabToOklab(m_scaling.FromPerceptual(lab)));
-    lch.L += Shift(lch.C, lch.h);
+    lch.L = Shifted(lch.L, Shift(lch.C, lch.h));
     // The focal point stays a little inside the lightness range, so that lines from it reach
     // the boundary at every angle.
     const double dark = m_printer.DarkL(), margin = 0.02 * (1.0 - dark);
@@ -323,7 +350,7 @@ double CGamutMapper::PrinterReach(double focalL, double dL, double dC, double h)
 double CGamutMapper::SourceReach(double focalL, double dL, double dC, double h) const {
     return Reach(LineLength(focalL, dL, dC, m_source.DarkL()), [&](double t) {
         const double C = t * dC;
-        return m_sourceInside(OklabToLab(FromLch({focalL + t * dL - Shift(C, h), C, h})));
+        return m_sourceInside(OklabToLab(FromLch({Unshifted(focalL + t * dL, C, h), C, h})));
     });
 }
 

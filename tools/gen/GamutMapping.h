@@ -21,6 +21,8 @@
 //   hue, chroma and lightness compressed along the line toward the neutral point at the
 //   printer's cusp lightness: up to 80 % of the printer's boundary along that line a colour
 //   stays, beyond it the rest of the source's range is compressed linearly into the last 20 %.
+//   The lightness move fades out toward the darkest neutral (below about L* 21), so that
+//   dark colours of one lightness and any hue keep one lightness near black.
 //   The source gamut is sRGB: version-2 profiles carry no reference gamut of the source.
 //   Its cusp lightness, which dips to a sharp corner at its blue, is raised there to the
 //   average of the neighbouring hues (RaiseCuspHollows), so that lightness moves smoothly.
@@ -153,6 +155,13 @@ private:
     double SourceReach(double focalL, double dL, double dC, double h) const;
     // Lightness shift of a colour at chroma C of hue h: toward the printer's cusp.
     double Shift(double C, double h) const;
+    // The share of Shift that a colour of (moved) lightness L gets: 0 at the darkest neutral
+    // and below, rising smoothly to 1 a little above it.
+    double ShiftShare(double L) const;
+    // Lightness L moved by `shift` (the Shift of its chroma and hue) times the ShiftShare of
+    // the result, and the inverse for a colour of chroma C and hue h.
+    double Shifted(double L, double shift) const;
+    double Unshifted(double L, double C, double h) const;
 
     const CGamutBoundary& m_printer;
     const CGamutBoundary& m_source;
