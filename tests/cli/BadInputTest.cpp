@@ -163,6 +163,42 @@ TEST_F(BadInputTest, FileThatIsNotAProfile) {
                   {work / "text.txt", "not an ICC profile"});
 }
 
+uint32_t Be32(const std::vector<uint8_t>& b, size_t at) {
+    return uint32_t(b[at]) << 24 | uint32_t(b[at + 1]) << 16 | uint32_t(b[at + 2]) << 8 | b[at + 3];
+}
+
+// The printer profile with a sound header and tag table but a grid of its 'B2A0' table larger
+// than the tag: only a reading of the table itself finds the damage.
+std::vector<uint8_t> WithDamagedTable(std::vector<uint8_t> bytes) {
+    const uint32_t b2a0 = 0x42324130;
+    for (uint32_t i = 0, n = Be32(bytes, 128); i < n; ++i)
+        if (Be32(bytes, 132 + 12 * i) == b2a0) {
+            const uint32_t offset = Be32(bytes, 132 + 12 * i + 4);
+            EXPECT_EQ(Be32(bytes, offset), 0x6D667432u); // 'mft2'
+            bytes[offset + 10] = 60;                     // grid points
+            return bytes;
+        }
+    ADD_FAILURE() << "no tag B2A0";
+    return bytes;
+}
+
+TEST_F(BadInputTest, ProfileWithADamagedTableIsNamedWhateverTheEngine) {
+    WriteBytes(work / "damaged.icc", WithDamagedTable(ReadBytes(s_p.cmyk)));
+    for (const char* engine : {"native", "lcms"}) {
+        SCOPED_TRACE(engine);
+        ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.rgb, "--to", work / "damaged.icc",
+                                                 "--engine", engine}),
+                      4, {work / "damaged.icc", "damaged ICC profile", "'B2A0'", "grid of 60"});
+    }
+}
+
+TEST_F(BadInputTest, ProfileWithADamagedTableIsNamedBeforeAChainThatDoesNotFit) {
+    // The source takes CMYK, the image is RGB: the damaged destination is still named first.
+    WriteBytes(work / "damaged.icc", WithDamagedTable(ReadBytes(s_p.cmyk)));
+    ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.cmyk, "--to", work / "damaged.icc"}), 4,
+                  {work / "damaged.icc", "damaged ICC profile", "'B2A0'"});
+}
+
 TEST_F(BadInputTest, SourceProfileOfTheWrongColourSpace) {
     ExpectFailure(Convert(work / "rgb.tif", {"--from", s_p.cmyk, "--to", s_p.cmyk}), 4,
                   {s_p.cmyk, "takes CMYK", "rgb.tif is RGB"});

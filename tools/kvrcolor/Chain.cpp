@@ -117,7 +117,7 @@ std::string DefaultSource(const PixelSpace& input, const std::string& inputName)
                 return p;
         const std::string p = WideToUtf8(FindDefaultPrinterProfile(&Settings()));
         if (p.empty()) throw none("Printer");
-        if (!PixelsAre(CmykSpace(), ReadProfileFacts(p).colorSpace))
+        if (!PixelsAre(CmykSpace(), ReadProfileHead(p).colorSpace))
             throw CliError(kExitProfile, inputName +
                                              ": no CMYK source profile (the default "
                                              "printer " +
@@ -147,15 +147,24 @@ std::string ErrorMeaning(unsigned error) {
         return "no further detail";
     }
 }
+
+PixelSpace ImpliedSpace(const ChainSettings& settings) {
+    if (!settings.steps.empty())
+        return StepInput(ReadProfileHead(settings.steps.front().path), settings.steps.front().kind);
+    if (!settings.from.empty())
+        return StepInput(ReadProfileHead(settings.from), CMdlColorLink::ProfStepDevToPcs);
+    return RgbSpace();
+}
 } // namespace
 
 PixelSpace ImpliedInputSpace(const ChainSettings& settings) {
-    if (!settings.steps.empty())
-        return StepInput(ReadProfileFacts(settings.steps.front().path),
-                         settings.steps.front().kind);
-    if (!settings.from.empty())
-        return StepInput(ReadProfileFacts(settings.from), CMdlColorLink::ProfStepDevToPcs);
-    return RgbSpace();
+    HeadReads heads; // as in ResolveChain: a refused profile is named before other problems
+    try {
+        return ImpliedSpace(settings);
+    } catch (const CliError&) {
+        LoadWhole(heads.Paths());
+        throw;
+    }
 }
 
 namespace {
@@ -166,10 +175,10 @@ ResolvedChain ChainOfSteps(const ChainSettings& settings, const PixelSpace& inpu
     ResolvedChain chain;
     chain.in = input;
     chain.steps = settings.steps;
-    CheckFirstStep(ReadProfileFacts(chain.steps.front().path), chain.steps.front().kind, input,
+    CheckFirstStep(ReadProfileHead(chain.steps.front().path), chain.steps.front().kind, input,
                    inputName);
     const StepSpec& last = chain.steps.back();
-    chain.out = StepOutput(ReadProfileFacts(last.path), last.kind);
+    chain.out = StepOutput(ReadProfileHead(last.path), last.kind);
     if (last.kind == CMdlColorLink::ProfStepPcsToDev) chain.outputProfile = last.path;
     return chain;
 }
@@ -214,11 +223,11 @@ ResolvedChain ResolveSteps(const ChainSettings& settings, const PixelSpace& inpu
                                   : EmbeddedSource(chain, embedded, inputName);
 
     // A device link converts from its first space to its second alone.
-    if (!source.empty() && ReadProfileFacts(source).deviceClass == icSigLinkClass) {
+    if (!source.empty() && ReadProfileHead(source).deviceClass == icSigLinkClass) {
         if (!settings.to.empty())
             throw CliError(kExitUsage,
                            source + ": a device link converts on its own; give no --to");
-        const ProfileFacts link = ReadProfileFacts(source);
+        const ProfileFacts link = ReadProfileHead(source);
         if (!chain.embedded)
             CheckFirstStep(link, CMdlColorLink::ProfStepDevToPcs, input, inputName);
         chain.steps.push_back({source, CMdlColorLink::ProfStepDevToPcs, intent});
@@ -233,7 +242,7 @@ ResolvedChain ResolveSteps(const ChainSettings& settings, const PixelSpace& inpu
             throw CliError(kExitProfile, "no destination profile (none in " + ProfileBasePath() +
                                              "/Printer); give --to");
     }
-    const ProfileFacts dst = ReadProfileFacts(destination);
+    const ProfileFacts dst = ReadProfileHead(destination);
     if (dst.deviceClass == icSigLinkClass || dst.deviceClass == icSigAbstractClass ||
         dst.deviceClass == icSigNamedColorClass)
         throw CliError(kExitProfile,
@@ -243,7 +252,7 @@ ResolvedChain ResolveSteps(const ChainSettings& settings, const PixelSpace& inpu
     if (source.empty()) {
         CheckFirstStep(dst, CMdlColorLink::ProfStepPcsToDev, input, inputName);
     } else {
-        const ProfileFacts src = ReadProfileFacts(source);
+        const ProfileFacts src = ReadProfileHead(source);
         // An embedded profile was checked against the pixels above, naming the image.
         if (!chain.embedded) CheckFirstStep(src, CMdlColorLink::ProfStepDevToPcs, input, inputName);
         // The native engine has no tables of more than four inputs. When an n-colour image
@@ -280,9 +289,22 @@ void AddGradationFile(ResolvedChain& chain, const std::string& path) {
 
 ResolvedChain ResolveChain(const ChainSettings& settings, const PixelSpace& input,
                            const std::string& inputName, const std::vector<uint8_t>& embedded) {
-    ResolvedChain chain = ResolveSteps(settings, input, inputName, embedded);
-    AddGradationFile(chain, settings.gradation);
-    chain.engine = ChooseEngine(settings.engine, chain);
+    // The profiles are looked at by header and tag table (ReadProfileHead), not loaded whole:
+    // the native link's build loads them anyway. Where the chain is refused, a profile that the
+    // library's reader refuses is named first, as if each had been loaded whole at once.
+    HeadReads heads;
+    ResolvedChain chain;
+    try {
+        chain = ResolveSteps(settings, input, inputName, embedded);
+        AddGradationFile(chain, settings.gradation);
+        chain.engine = ChooseEngine(settings.engine, chain);
+    } catch (const CliError&) {
+        LoadWhole(heads.Paths());
+        throw;
+    }
+    chain.headOnly = heads.Paths();
+    // Other engines than the native one do not load them with the library's reader.
+    if (chain.engine.engine != Engine::Native) LoadWhole(chain.headOnly);
     return chain;
 }
 
@@ -291,12 +313,21 @@ std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain) {
 }
 
 std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain, Engine engine) {
+    // The profiles looked at by their head alone: the native engine loads them with the
+    // library's reader, whose verdict is ReadProfileFacts', so where its link fails, a profile
+    // that the reader refuses gets the tool's message for it below. The other engines read
+    // profiles with readers of their own, which may take a file that the library's reader
+    // refuses: for them the profiles are loaded whole first, so that every engine refuses the
+    // same files with the same words.
+    const auto loadWhole = [&] { LoadWhole(chain.headOnly); };
+    if (engine != Engine::Native) loadWhole();
     std::unique_ptr<CMdlColorLink> link(CreateMdlColorLink(&EngineSettings(engine)));
     if (!link) throw CliError(kExitInternal, "the library made no link");
     for (const auto& step : chain.steps) {
         const std::string shown =
             chain.embedded && step.path == chain.embedded->path() ? "embedded profile" : step.path;
         if (!link->AddProfile(Utf8ToWide(step.path).c_str(), step.kind, step.intent)) {
+            loadWhole();
             const unsigned e = link->GetLinkError();
             // For a missing table the tool looks for what is actually the matter.
             std::string meaning = ErrorMeaning(e);
@@ -322,6 +353,7 @@ std::unique_ptr<CMdlColorLink> BuildLink(const ResolvedChain& chain, Engine engi
     }
     if (!link->CreateLink(LinkFormat(chain.in), chain.in.channels, LinkFormat(chain.out),
                           chain.out.channels)) {
+        loadWhole();
         const unsigned e = link->GetLinkError();
         throw CliError(kExitLink, DescribeChain(chain) + ": link failed: error " +
                                       std::to_string(e) + " (" + ErrorMeaning(e) + ", " +

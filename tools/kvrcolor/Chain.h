@@ -27,6 +27,9 @@ struct ResolvedChain {
     std::vector<std::vector<uint16_t>> gradation;
     // The engine that converts the chain (--engine, resolved), and why.
     EngineChoice engine;
+    // The profiles looked at by header and tag table alone (ReadProfileHead), which the link's
+    // build loads whole where the library's reader has not (BuildLink).
+    std::vector<std::string> headOnly;
 };
 
 // The chain for pixels of `input`. `inputName` names the pixels' origin in messages (the image

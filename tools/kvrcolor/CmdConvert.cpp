@@ -165,7 +165,7 @@ OutputSpec SpecOf(const ConvertOptions& o, const ImageInfo& info, const Resolved
     if (chain.out.model == ColourModel::Lab)
         spec.lab = info.lab == LabEncoding::IccLab ? LabEncoding::IccLab : LabEncoding::CieLab;
     if (!chain.outputProfile.empty() && !o.noEmbed)
-        spec.icc = *ProfileFileBytes(chain.outputProfile);
+        spec.icc = ProfileFileBytes(chain.outputProfile); // shared, not copied
     spec.compression = ParseCompression(o.compress);
     spec.quality = o.quality;
     spec.meta = info.meta;

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "Chain.h"
@@ -16,12 +17,11 @@
 namespace {
 
 // A profile file read with checked big-endian readers; what lies outside the file reads as
-// absent. The library has accepted the file when this is asked, so the reads only need to be
-// safe, not to diagnose.
+// absent. Its header and tag table have been found sound when this is asked (its tags' contents
+// are judged when the link is built), so the reads only need to be safe, not to diagnose.
 class RawProfile {
 public:
-    explicit RawProfile(std::shared_ptr<const std::vector<uint8_t>> bytes)
-        : m_keep(std::move(bytes)), m_bytes(*m_keep) {}
+    explicit RawProfile(SharedBytes bytes) : m_bytes(std::move(bytes)) {}
 
     std::optional<uint32_t> U32(uint64_t at) const {
         if (at + 4 > m_bytes.size()) return std::nullopt;
@@ -63,8 +63,7 @@ public:
     }
 
 private:
-    std::shared_ptr<const std::vector<uint8_t>> m_keep;
-    const std::vector<uint8_t>& m_bytes;
+    SharedBytes m_bytes;
 };
 
 std::string Sig(uint32_t sig) {

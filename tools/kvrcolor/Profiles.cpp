@@ -1,8 +1,13 @@
 #include "Profiles.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -10,14 +15,17 @@
 #include <iterator>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "CliError.h"
 #include "ProfileDiagnosis.h"
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
+#include "icc/IccLayout.h"
 #include "icc/IccProfile.h"
 #include "icc/IccRecords.h"
 
@@ -72,18 +80,121 @@ private:
 };
 } // namespace
 
-ProfileFacts ReadProfileFacts(const std::string& path) {
+namespace {
+// What the tool knows of a profile file: its facts, and whether the library's reader has
+// loaded it whole (rather than its header and tag table alone being found sound).
+struct KnownProfile {
+    ProfileFacts facts;
+    bool whole = false;
+};
+
+// A command asks for the same profile several times (the checks of the chain, the source that
+// may be a device link, the soft proof's steps), so a file is looked at once while it stays the
+// same (the ui server runs long, and its profiles may be replaced meanwhile).
+ReadCache<KnownProfile>& KnownProfiles() {
+    static ReadCache<KnownProfile> cache(64);
+    return cache;
+}
+
+void CheckIsFile(const std::string& path) {
     std::error_code ec;
     if (!fs::exists(path, ec)) throw CliError(kExitProfile, path + ": no such profile file");
     if (fs::is_directory(path, ec)) throw CliError(kExitProfile, path + ": is a folder");
-    // A command asks for the same profile several times (the checks of the chain, the source
-    // that may be a device link, the soft proof's steps); reading a printer profile of
-    // megabytes is most of a small conversion, so a file is read once while it stays the same
-    // (the ui server runs long, and its profiles may be replaced meanwhile).
-    static ReadCache<ProfileFacts> cache(64);
+}
+
+// An open file descriptor, closed with the object.
+class Fd {
+public:
+    explicit Fd(int fd) : m_fd(fd) {}
+    ~Fd() {
+        if (m_fd >= 0) ::close(m_fd);
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    int get() const { return m_fd; }
+
+private:
+    int m_fd;
+};
+
+// Reads up to `n` bytes at `at`; the count that arrived (short at the end of the file), or -1
+// on a read error.
+int64_t ReadAt(int fd, uint8_t* to, uint64_t n, uint64_t at) {
+    uint64_t done = 0;
+    while (done < n) {
+        const ssize_t got = ::pread(fd, to + done, size_t(n - done), off_t(at + done));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return -1;
+        if (got == 0) break;
+        done += uint64_t(got);
+    }
+    return int64_t(done);
+}
+
+uint32_t BigEndian32(const uint8_t* p) {
+    return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
+}
+
+// The header of a regular file whose header and tag table pass the same checks as in the
+// library's reader (CIccProfileRead::LoadBody): the profile signature, a data length that
+// neither ends inside the table nor passes the range of int, every tag inside the bytes the
+// reader takes (as many as the header announces, as far as the file goes), and tag blocks that
+// share no byte unless they are one block. Two small reads. Nothing when a check fails or the
+// file cannot be read: the caller then loads it whole, for the reader's verdict and message.
+std::optional<icHeader> SoundHead(const std::string& path) {
+    constexpr uint64_t kHeadBytes = IccLayout::Header::kBytes;
+    constexpr uint64_t kEntryBytes = sizeof(icTag);
+    const Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) return std::nullopt;
+    struct stat st {};
+    if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
+    uint8_t head[kHeadBytes + 4];
+    if (ReadAt(fd.get(), head, sizeof head, 0) != int64_t(sizeof head)) return std::nullopt;
+    icHeader header;
+    std::memcpy(&header, head, kHeadBytes);
+    SwapHeader(&header);
+    if (header.magic != icMagicNumber) return std::nullopt;
+    const uint32_t count = BigEndian32(head + kHeadBytes);
+    if (count == 0) return header;
+    const uint64_t tableBytes = kEntryBytes * count;
+    const uint64_t dataStart = kHeadBytes + 4 + tableBytes;
+    const int64_t dataLength = int64_t(header.size) - int64_t(dataStart);
+    if (dataLength < 0 || dataLength > INT_MAX) return std::nullopt;
+    const uint64_t arrived = std::min<uint64_t>(header.size, uint64_t(st.st_size));
+    if (arrived < dataStart) return std::nullopt;
+    std::vector<uint8_t> table(tableBytes);
+    if (ReadAt(fd.get(), table.data(), tableBytes, kHeadBytes + 4) != int64_t(tableBytes))
+        return std::nullopt;
+    std::vector<std::pair<uint32_t, uint32_t>> blocks; // offset, size
+    blocks.reserve(count);
+    for (uint64_t at = 0; at < tableBytes; at += kEntryBytes) {
+        const uint32_t offset = BigEndian32(&table[at + 4]), size = BigEndian32(&table[at + 8]);
+        if (offset < dataStart || uint64_t(offset) + size > arrived) return std::nullopt;
+        blocks.emplace_back(offset, size);
+    }
+    std::sort(blocks.begin(), blocks.end());
+    blocks.erase(std::unique(blocks.begin(), blocks.end()), blocks.end());
+    uint64_t end = 0;
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        const auto [offset, size] = blocks[i];
+        if (i > 0 && blocks[i - 1].first == offset) return std::nullopt; // one offset, two sizes
+        if (size != 0 && offset < end) return std::nullopt;              // inside another block
+        end = std::max(end, uint64_t(offset) + size);
+    }
+    return header;
+}
+
+ProfileFacts FactsOf(const std::string& path, const icHeader& h) {
+    return ProfileFacts{path, h.deviceClass, h.colorSpace, h.pcs, h.version, h};
+}
+} // namespace
+
+ProfileFacts ReadProfileFacts(const std::string& path) {
+    CheckIsFile(path);
     const std::optional<FileStamp> stamp = StampOf(path);
     if (stamp)
-        if (std::optional<ProfileFacts> known = cache.Find(path, *stamp)) return *known;
+        if (std::optional<KnownProfile> known = KnownProfiles().Find(path, *stamp))
+            if (known->whole) return known->facts;
     CIccProfileRead profile(&Settings());
     if (!profile.Open(Utf8ToWide(path).c_str())) {
         if (profile.m_nError == kIccErrorAccessDenied)
@@ -92,9 +203,44 @@ ProfileFacts ReadProfileFacts(const std::string& path) {
         throw CliError(kExitProfile,
                        path + ": " + DiagnosisText(ReadFileBytes(path, kExitProfile)));
     }
-    const icHeader& h = profile.Header();
-    ProfileFacts facts{path, h.deviceClass, h.colorSpace, h.pcs, h.version, h};
-    if (stamp) cache.Store(path, *stamp, facts);
+    ProfileFacts facts = FactsOf(path, profile.Header());
+    if (stamp) KnownProfiles().Store(path, *stamp, {facts, true});
+    return facts;
+}
+
+namespace {
+thread_local HeadReads* t_headReads = nullptr;
+} // namespace
+
+HeadReads::HeadReads() : m_outer(t_headReads) {
+    t_headReads = this;
+}
+
+HeadReads::~HeadReads() {
+    t_headReads = m_outer;
+}
+
+void HeadReads::Add(const std::string& path) {
+    if (std::find(m_paths.begin(), m_paths.end(), path) == m_paths.end()) m_paths.push_back(path);
+}
+
+void LoadWhole(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) ReadProfileFacts(path);
+}
+
+ProfileFacts ReadProfileHead(const std::string& path) {
+    CheckIsFile(path);
+    const std::optional<FileStamp> stamp = StampOf(path);
+    if (stamp)
+        if (std::optional<KnownProfile> known = KnownProfiles().Find(path, *stamp)) {
+            if (!known->whole && t_headReads) t_headReads->Add(path);
+            return known->facts;
+        }
+    const std::optional<icHeader> head = SoundHead(path);
+    if (!head) return ReadProfileFacts(path);
+    ProfileFacts facts = FactsOf(path, *head);
+    if (stamp) KnownProfiles().Store(path, *stamp, {facts, false});
+    if (t_headReads) t_headReads->Add(path);
     return facts;
 }
 
@@ -123,17 +269,47 @@ std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {
     return bytes;
 }
 
-std::shared_ptr<const std::vector<uint8_t>> ProfileFileBytes(const std::string& path) {
-    using Bytes = std::shared_ptr<const std::vector<uint8_t>>;
-    static ReadCache<Bytes> cache(8);
+namespace {
+// The bytes of the regular file `fd` of `size` bytes, read into fresh memory that is neither
+// zero-filled first nor brought in page by page as the read fills it: a large file's pages are
+// mapped and populated in one call, where each page fault would cost a trap (a printer profile
+// is hundreds of pages, on machines where a trap is dear). Nothing when the file did not hold
+// `size` bytes to the end (it changed while read); the caller then reads it as a stream.
+std::optional<SharedBytes> ReadWhole(int fd, uint64_t size, const std::string& path, int code) {
+    constexpr uint64_t kMapFrom = 256 * 1024;
+    std::shared_ptr<uint8_t[]> memory;
+    if (size >= kMapFrom) {
+        void* p = ::mmap(nullptr, size_t(size), PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+        if (p == MAP_FAILED) throw std::bad_alloc();
+        memory = std::shared_ptr<uint8_t[]>(static_cast<uint8_t*>(p),
+                                            [size](uint8_t* q) { ::munmap(q, size_t(size)); });
+    } else {
+        memory = std::make_unique_for_overwrite<uint8_t[]>(size_t(size));
+    }
+    const int64_t got = ReadAt(fd, memory.get(), size, 0);
+    if (got < 0) throw CliError(code, path + ": read error");
+    uint8_t probe;
+    if (uint64_t(got) != size || ReadAt(fd, &probe, 1, size) != 0) return std::nullopt;
+    return SharedBytes(std::move(memory), size_t(size));
+}
+} // namespace
+
+SharedBytes ProfileFileBytes(const std::string& path) {
+    static ReadCache<SharedBytes> cache(8);
     const std::optional<FileStamp> stamp = StampOf(path);
     if (stamp)
-        if (std::optional<Bytes> known = cache.Find(path, *stamp)) return *known;
-    auto bytes = std::make_shared<const std::vector<uint8_t>>(ReadFileBytes(path, kExitProfile));
+        if (std::optional<SharedBytes> known = cache.Find(path, *stamp)) return *known;
+    std::optional<SharedBytes> bytes;
+    if (stamp && stamp->size > 0) {
+        const Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        if (fd.get() < 0) throw CliError(kExitProfile, path + ": cannot be read");
+        bytes = ReadWhole(fd.get(), stamp->size, path, kExitProfile);
+    }
+    if (!bytes) return SharedBytes(ReadFileBytes(path, kExitProfile));
     // Kept only when the file was not changed while it was read.
-    if (stamp && StampOf(path) == stamp && bytes->size() == stamp->size)
-        cache.Store(path, *stamp, bytes);
-    return bytes;
+    if (StampOf(path) == stamp) cache.Store(path, *stamp, *bytes);
+    return *bytes;
 }
 
 TempProfileFile::TempProfileFile(const std::vector<uint8_t>& bytes) {

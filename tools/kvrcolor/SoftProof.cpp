@@ -419,7 +419,7 @@ ProofResult RunSoftProof(const ProofOptions& o) {
         spec.space = RgbSpace();
         spec.extras = info.extras;
         spec.extraKinds = info.extraKinds;
-        spec.icc = ReadFileBytes(monitor, kExitProfile);
+        spec.icc = ProfileFileBytes(monitor);
     }
     if (o.output == ProofOutput::SideBySide) {
         if (info.width > std::numeric_limits<uint32_t>::max() / 2)

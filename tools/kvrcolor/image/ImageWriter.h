@@ -10,6 +10,7 @@
 
 #include "ImageReader.h"
 #include "PixelSpace.h"
+#include "SharedBytes.h"
 
 enum class Compression { None, Lzw, Deflate };
 enum class ImageFormat { Tiff, Png, Jpeg };
@@ -26,7 +27,7 @@ struct OutputSpec {
     unsigned extras = 0;                 // channels copied from the input behind the colour ones
     std::vector<uint16_t> extraKinds;    // their TIFF EXTRASAMPLES values
     LabEncoding lab = LabEncoding::None; // CIELAB or ICCLAB for Lab output
-    std::vector<uint8_t> icc;            // profile to embed; none if empty
+    SharedBytes icc;                     // profile to embed; none if empty
     Compression compression = Compression::None; // TIFF only
     int quality = kDefaultJpegQuality;           // JPEG only, 1..100
     std::string software = "kvrcolor";           // the program named in the file
