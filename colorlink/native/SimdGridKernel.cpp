@@ -24,6 +24,9 @@ namespace hn = hwy::HWY_NAMESPACE;
 // The one-lane fallback target has no kernel: the fast path's own loop serves that case.
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
+// The features this target's code is compiled for (the target attribute of its functions).
+constexpr char kCompiledFeatures[] = HWY_TARGET_STR;
+
 // The fast path's output table is read by the top 12 bits of a 16-bit grid result.
 constexpr unsigned kLutShift = 4;
 constexpr unsigned kLutEntries = 4096;
@@ -404,6 +407,8 @@ unsigned Grid8In4(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst,
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
@@ -412,45 +417,127 @@ namespace {
 struct SLevelKernels {
     SimdLevel level;
     const char* name;
-    int64_t target; // Highway's bit of the instruction set, 0 for none
+    const char* compiledFor; // the kernels' target features, "" for none
     GridKernel8 in3, in4;
     GridKernel16 in3x16, in4x16;
 };
+
+#define KVR_LEVEL_KERNELS(level, name, ns)                                                         \
+    {                                                                                              \
+        level, name, kvr_grid_simd::ns::kCompiledFeatures, kvr_grid_simd::ns::Grid8In3,            \
+            kvr_grid_simd::ns::Grid8In4, kvr_grid_simd::ns::Grid16In3,                             \
+            kvr_grid_simd::ns::Grid16In4                                                           \
+    }
+#define KVR_LEVEL_NONE(level, name)                                                                \
+    { level, name, "", nullptr, nullptr, nullptr, nullptr }
 
 // Highway's AVX3 target is AVX-512 F/VL/DQ/BW; its AVX3_DL adds VBMI, VBMI2, VNNI, BITALG,
 // VPOPCNTDQ, VAES and VPCLMULQDQ. A level this build has no code for keeps null
 // kernels and counts as unavailable.
 const SLevelKernels kLevels[] = {
-    {SimdLevel::Scalar, "scalar", 0, nullptr, nullptr, nullptr, nullptr},
+    KVR_LEVEL_NONE(SimdLevel::Scalar, "scalar"),
 #if HWY_TARGETS & HWY_SSE4
-    {SimdLevel::Sse4, "sse4", HWY_SSE4, kvr_grid_simd::N_SSE4::Grid8In3,
-     kvr_grid_simd::N_SSE4::Grid8In4, kvr_grid_simd::N_SSE4::Grid16In3,
-     kvr_grid_simd::N_SSE4::Grid16In4},
+    KVR_LEVEL_KERNELS(SimdLevel::Sse4, "sse4", N_SSE4),
 #else
-    {SimdLevel::Sse4, "sse4", 0, nullptr, nullptr, nullptr, nullptr},
+    KVR_LEVEL_NONE(SimdLevel::Sse4, "sse4"),
 #endif
 #if HWY_TARGETS & HWY_AVX2
-    {SimdLevel::Avx2, "avx2", HWY_AVX2, kvr_grid_simd::N_AVX2::Grid8In3,
-     kvr_grid_simd::N_AVX2::Grid8In4, kvr_grid_simd::N_AVX2::Grid16In3,
-     kvr_grid_simd::N_AVX2::Grid16In4},
+    KVR_LEVEL_KERNELS(SimdLevel::Avx2, "avx2", N_AVX2),
 #else
-    {SimdLevel::Avx2, "avx2", 0, nullptr, nullptr, nullptr, nullptr},
+    KVR_LEVEL_NONE(SimdLevel::Avx2, "avx2"),
 #endif
 #if HWY_TARGETS & HWY_AVX3
-    {SimdLevel::Avx512, "avx512", HWY_AVX3, kvr_grid_simd::N_AVX3::Grid8In3,
-     kvr_grid_simd::N_AVX3::Grid8In4, kvr_grid_simd::N_AVX3::Grid16In3,
-     kvr_grid_simd::N_AVX3::Grid16In4},
+    KVR_LEVEL_KERNELS(SimdLevel::Avx512, "avx512", N_AVX3),
 #else
-    {SimdLevel::Avx512, "avx512", 0, nullptr, nullptr, nullptr, nullptr},
+    KVR_LEVEL_NONE(SimdLevel::Avx512, "avx512"),
 #endif
 #if HWY_TARGETS & HWY_AVX3_DL
-    {SimdLevel::Avx512Vbmi, "avx512vbmi", HWY_AVX3_DL, kvr_grid_simd::N_AVX3_DL::Grid8In3,
-     kvr_grid_simd::N_AVX3_DL::Grid8In4, kvr_grid_simd::N_AVX3_DL::Grid16In3,
-     kvr_grid_simd::N_AVX3_DL::Grid16In4},
+    KVR_LEVEL_KERNELS(SimdLevel::Avx512Vbmi, "avx512vbmi", N_AVX3_DL),
 #else
-    {SimdLevel::Avx512Vbmi, "avx512vbmi", 0, nullptr, nullptr, nullptr, nullptr},
+    KVR_LEVEL_NONE(SimdLevel::Avx512Vbmi, "avx512vbmi"),
 #endif
 };
+#undef KVR_LEVEL_KERNELS
+#undef KVR_LEVEL_NONE
+constexpr size_t kLevelCount = std::size(kLevels);
+
+// What each level requires of the CPU, in the names of the compiler's __builtin_cpu_supports,
+// each level the one before it and more: every feature its kernels are compiled for (a test
+// checks the list against the compiled target strings) and whatever else Highway's own
+// run-time check asks for that level (LZCNT with AVX2, AVX512-VNNI with AVX3_DL), so that this
+// check offers a level no more often than Highway does. Highway 1.0.3 compiles AVX3_DL with
+// "avxvnni", the VEX-encoded AVX-VNNI, which its run-time check does not test (it tests
+// AVX512-VNNI): required here too, so a CPU with AVX512-VNNI but without AVX-VNNI (Ice Lake,
+// Zen 4) runs the AVX-512 level rather than code that may hold an instruction it lacks.
+constexpr const char* kRequiredFeatures[] = {
+    // sse4
+    "sse", "sse2", "sse3", "ssse3", "sse4.1", "sse4.2", "pclmul", "aes",
+    // avx2
+    "avx", "avx2", "bmi", "bmi2", "fma", "f16c", "lzcnt",
+    // avx512
+    "avx512f", "avx512vl", "avx512dq", "avx512bw",
+    // avx512vbmi
+    "vpclmulqdq", "avx512vbmi", "avx512vbmi2", "vaes", "avxvnni", "avx512vnni", "avx512bitalg",
+    "avx512vpopcntdq"};
+// How many of kRequiredFeatures, from the start, each level requires.
+constexpr size_t kRequiredCount[] = {0, 8, 15, 19, std::size(kRequiredFeatures)};
+static_assert(std::size(kRequiredCount) == kLevelCount);
+
+struct SCpuFeature {
+    const char* name;
+    bool present;
+};
+
+// The answer of the compiler's run-time CPU detection (libgcc's CPUID reading, which also asks
+// XGETBV whether the system saves the AVX and AVX-512 registers, and reports those features
+// absent otherwise) for every name of kRequiredFeatures, asked once per process.
+// __builtin_cpu_supports takes its name as a literal only, hence one entry per name; a name
+// the list holds but this table lacks reads as absent (CpuHasFeature), so its level is off.
+#if defined(__x86_64__) || defined(__i386__)
+#define KVR_CPU_FEATURE(name)                                                                      \
+    SCpuFeature {                                                                                  \
+        name, __builtin_cpu_supports(name) != 0                                                    \
+    }
+const auto& CpuFeatures() {
+    static const auto features = [] {
+        __builtin_cpu_init();
+        return std::array{KVR_CPU_FEATURE("sse"),
+                          KVR_CPU_FEATURE("sse2"),
+                          KVR_CPU_FEATURE("sse3"),
+                          KVR_CPU_FEATURE("ssse3"),
+                          KVR_CPU_FEATURE("sse4.1"),
+                          KVR_CPU_FEATURE("sse4.2"),
+                          KVR_CPU_FEATURE("pclmul"),
+                          KVR_CPU_FEATURE("aes"),
+                          KVR_CPU_FEATURE("avx"),
+                          KVR_CPU_FEATURE("avx2"),
+                          KVR_CPU_FEATURE("bmi"),
+                          KVR_CPU_FEATURE("bmi2"),
+                          KVR_CPU_FEATURE("fma"),
+                          KVR_CPU_FEATURE("f16c"),
+                          KVR_CPU_FEATURE("lzcnt"),
+                          KVR_CPU_FEATURE("avx512f"),
+                          KVR_CPU_FEATURE("avx512vl"),
+                          KVR_CPU_FEATURE("avx512dq"),
+                          KVR_CPU_FEATURE("avx512bw"),
+                          KVR_CPU_FEATURE("vpclmulqdq"),
+                          KVR_CPU_FEATURE("avx512vbmi"),
+                          KVR_CPU_FEATURE("avx512vbmi2"),
+                          KVR_CPU_FEATURE("vaes"),
+                          KVR_CPU_FEATURE("avxvnni"),
+                          KVR_CPU_FEATURE("avx512vnni"),
+                          KVR_CPU_FEATURE("avx512bitalg"),
+                          KVR_CPU_FEATURE("avx512vpopcntdq")};
+    }();
+    return features;
+}
+#undef KVR_CPU_FEATURE
+#else
+// Not an x86 CPU: none of the levels' features.
+std::span<const SCpuFeature> CpuFeatures() {
+    return {};
+}
+#endif
 
 const SLevelKernels& Kernels(SimdLevel level) {
     return kLevels[static_cast<int>(level)];
@@ -475,12 +562,35 @@ bool ParseSimdLevel(const char* name, SimdLevel& level) {
     return false;
 }
 
+std::optional<bool> CpuHasFeature(const char* feature) {
+    for (const SCpuFeature& f : CpuFeatures())
+        if (std::strcmp(f.name, feature) == 0) return f.present;
+    return std::nullopt;
+}
+
+const char* SimdLevelCompiledFeatures(SimdLevel level) {
+    return Kernels(level).compiledFor;
+}
+
+std::span<const char* const> SimdLevelRequiredFeatures(SimdLevel level) {
+    return {kRequiredFeatures, kRequiredCount[static_cast<int>(level)]};
+}
+
 bool SimdLevelAvailable(SimdLevel level) {
-    const SLevelKernels& k = Kernels(level);
-    if (level == SimdLevel::Scalar) return true;
-    // Asked once per process: the answer does not change, and links are built on any thread.
-    static const int64_t supported = hwy::SupportedTargets();
-    return k.in3 && (supported & k.target) != 0;
+    // Decided once per process: the answer does not change, and links are built on any thread.
+    static const auto available = [] {
+        std::array<bool, kLevelCount> a{};
+        for (const SLevelKernels& k : kLevels) {
+            const auto required = SimdLevelRequiredFeatures(k.level);
+            a[static_cast<int>(k.level)] =
+                k.level == SimdLevel::Scalar ||
+                (k.in3 && std::all_of(required.begin(), required.end(), [](const char* f) {
+                     return CpuHasFeature(f).value_or(false);
+                 }));
+        }
+        return a;
+    }();
+    return available[static_cast<int>(level)];
 }
 
 SimdLevel BestSimdLevel() {

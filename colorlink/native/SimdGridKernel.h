@@ -11,6 +11,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <span>
 
 enum class SimdLevel {
     Scalar, // no kernel: the fast path's one-pixel-at-a-time loop
@@ -26,8 +28,19 @@ enum class SimdLevel {
 const char* SimdLevelName(SimdLevel level);
 bool ParseSimdLevel(const char* name, SimdLevel& level);
 
-// Whether this CPU (and this build) can run the kernels of `level`; Scalar always can.
+// Whether this CPU (and this build) can run the kernels of `level`; Scalar always can. A level
+// is available when the build has its kernels and the CPU has every feature of
+// SimdLevelRequiredFeatures, asked of the compiler's run-time CPU detection once per process.
 bool SimdLevelAvailable(SimdLevel level);
+// The instruction-set features the kernels of `level` are compiled for, as the compiler's target
+// attribute lists them, comma-separated ("" for Scalar and for a level this build lacks).
+const char* SimdLevelCompiledFeatures(SimdLevel level);
+// The CPU features, in the compiler's names, that SimdLevelAvailable requires for `level`
+// (none for Scalar). They include every feature of SimdLevelCompiledFeatures.
+std::span<const char* const> SimdLevelRequiredFeatures(SimdLevel level);
+// Whether this CPU has `feature` (a name of SimdLevelRequiredFeatures) with, for AVX and
+// AVX-512, its registers enabled by the system; nullopt for a name the detection does not ask.
+std::optional<bool> CpuHasFeature(const char* feature);
 // The fastest level available (never Sse4, whose kernel is slower than Scalar).
 SimdLevel BestSimdLevel();
 // The level KVR_SIMD asks for ("best", unset or unknown: BestSimdLevel()), lowered to the best

@@ -10,6 +10,7 @@
 // fixed, runs of equal pixels (the path reuses a repeated pixel's result), and every run length
 // from 1 to 67 at several starts (the kernel's steps and the loop that finishes a run).
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -17,8 +18,10 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "colorlink/DefaultGridSizes.h"
@@ -350,6 +353,81 @@ TEST(SimdGridKernel, LevelNamesRoundTrip) {
     EXPECT_FALSE(ParseSimdLevel("avx9", best));
     EXPECT_TRUE(SimdLevelAvailable(SimdLevelSetting()));
 }
+
+// The comma-separated features of a target attribute string.
+std::vector<std::string> SplitFeatures(const std::string& list) {
+    std::vector<std::string> features;
+    size_t start = 0;
+    while (start <= list.size()) {
+        const size_t end = std::min(list.find(',', start), list.size());
+        features.push_back(list.substr(start, end - start));
+        start = end + 1;
+    }
+    return features;
+}
+
+bool Requires(SimdLevel level, const std::string& feature) {
+    const auto required = SimdLevelRequiredFeatures(level);
+    return std::any_of(required.begin(), required.end(),
+                       [&](const char* f) { return feature == f; });
+}
+
+#if defined(__x86_64__)
+// A newer Highway that compiles a level's kernels for one more feature fails here until the
+// detection asks for that feature too; until then the level could run on a CPU without it.
+TEST(SimdGridKernel, EveryCompiledFeatureIsRequiredByItsLevel) {
+    for (SimdLevel level : kKernelLevels) {
+        const std::string compiled = SimdLevelCompiledFeatures(level);
+        ASSERT_FALSE(compiled.empty()) << "this x86-64 build has kernels for every level, "
+                                       << SimdLevelName(level) << " has none";
+        const auto features = SplitFeatures(compiled);
+        EXPECT_GE(features.size(), 6u) << compiled;
+        for (const std::string& feature : features) {
+            EXPECT_FALSE(feature.empty()) << compiled;
+            EXPECT_TRUE(Requires(level, feature))
+                << SimdLevelName(level) << " is compiled for " << feature << " (" << compiled
+                << ") but its detection does not ask for it";
+        }
+    }
+    EXPECT_STREQ(SimdLevelCompiledFeatures(SimdLevel::Scalar), "");
+    EXPECT_TRUE(SimdLevelRequiredFeatures(SimdLevel::Scalar).empty());
+}
+
+// A required name the detection does not ask the CPU about would leave its level off for good.
+TEST(SimdGridKernel, EveryRequiredFeatureIsAskedOfTheCpu) {
+    for (SimdLevel level : kKernelLevels)
+        for (const char* feature : SimdLevelRequiredFeatures(level))
+            EXPECT_TRUE(CpuHasFeature(feature).has_value())
+                << SimdLevelName(level) << " requires " << feature;
+    EXPECT_FALSE(CpuHasFeature("no such feature").has_value());
+    // Every x86-64 CPU has SSE2.
+    EXPECT_EQ(CpuHasFeature("sse2"), std::optional<bool>(true));
+}
+
+TEST(SimdGridKernel, EachLevelRequiresWhatTheLevelBelowDoes) {
+    for (size_t i = 1; i < std::size(kKernelLevels); ++i)
+        for (const char* feature : SimdLevelRequiredFeatures(kKernelLevels[i - 1]))
+            EXPECT_TRUE(Requires(kKernelLevels[i], feature))
+                << SimdLevelName(kKernelLevels[i]) << " lacks " << feature;
+}
+
+// The library decides without libhwy.so; this program links it to compare with Highway's own
+// run-time check. Highway 1.0.3 compiles AVX3_DL with AVX-VNNI, which its check does not test:
+// on a CPU without AVX-VNNI the library, which requires it, refuses that level where Highway
+// offers it.
+TEST(SimdGridKernel, AvailabilityIsHighwaysOnThisCpu) {
+    const int64_t supported = hwy::SupportedTargets();
+    const std::pair<SimdLevel, int64_t> targets[] = {{SimdLevel::Sse4, HWY_SSE4},
+                                                     {SimdLevel::Avx2, HWY_AVX2},
+                                                     {SimdLevel::Avx512, HWY_AVX3},
+                                                     {SimdLevel::Avx512Vbmi, HWY_AVX3_DL}};
+    for (const auto& [level, target] : targets) {
+        bool expected = (supported & target) != 0;
+        if (level == SimdLevel::Avx512Vbmi) expected = expected && *CpuHasFeature("avxvnni");
+        EXPECT_EQ(SimdLevelAvailable(level), expected) << SimdLevelName(level);
+    }
+}
+#endif
 
 // KVR_SIMD, restored when the test ends.
 class SimdSetting {

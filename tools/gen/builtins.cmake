@@ -16,7 +16,7 @@ target_link_libraries(kvrprintermodel PUBLIC kvrbase)
 
 add_executable(kvrmkbuiltins ${PROJECT_SOURCE_DIR}/tools/gen/mkbuiltins.cpp
                              $<TARGET_OBJECTS:kvrcolor_objs>)
-target_link_libraries(kvrmkbuiltins PRIVATE kvrprintermodel kvrcommon kvrbase PkgConfig::LCMS2 hwy::hwy
+target_link_libraries(kvrmkbuiltins PRIVATE kvrprintermodel kvrcommon kvrbase PkgConfig::LCMS2
                                             ZLIB::ZLIB)
 
 set(KVR_BUILTIN_DIR ${PROJECT_BINARY_DIR}/resources)
