@@ -9,9 +9,9 @@
 namespace GridMemory {
 namespace {
 
-// A new block of grid size, every byte 0. Its pages are mapped and zeroed in one call rather than one fault
-// at a time as the grid is first written: on a virtual machine a fault costs several times
-// what the kernel spends per page when it maps a range at once, and a grid is written whole
+// A new block of grid size, every byte 0. Its pages are mapped and zeroed in one call rather than
+// one fault at a time as the grid is first written: on a virtual machine a fault costs several
+// times what the kernel spends per page when it maps a range at once, and a grid is written whole
 // anyway. Address sanitizer builds take the heap, whose bounds it checks.
 #if defined(__SANITIZE_ADDRESS__)
 void* NewBlock(size_t bytes) {
