@@ -195,14 +195,19 @@ unsigned CFunc_16Tab::ExpandIccCurve(const uint8_t* record, uint16_t* samples) {
             for (unsigned i = 0; i < kFastEntries; ++i)
                 samples[i] = ToSample(std::pow(i / 4095.0, gamma));
         } else {
-            // The samples as a curve of their own, read out the way every curve is.
+            // The samples as a curve of their own, read out the way every curve is: through
+            // the forward table a one-channel CFunc_16Tab of them would make (no samples give
+            // the identity), without the inverse table that object would make as well.
             std::vector<uint16_t> points(count);
             span.U16Run(curve.entriesAt, count, points.data());
-            const CFunc_16Tab table(1, points.data(), count);
-            for (unsigned i = 0; i < kFastEntries; ++i) {
-                const uint16_t x = ToSample(i / 4095.0);
-                table.Trn(&x, &samples[i]);
-            }
+            static constexpr uint16_t kIdentity[2] = {0, 65535};
+            std::array<uint16_t, kFastEntries> forward;
+            if (count == 0)
+                BuildForward(kIdentity, 1, forward.data());
+            else
+                BuildForward(points.data(), count - 1, forward.data());
+            for (unsigned i = 0; i < kFastEntries; ++i)
+                samples[i] = forward[ToSample(i / 4095.0) >> kFastShift];
         }
         // The samples are padded to a multiple of 4 bytes.
         return static_cast<unsigned>(curve.length);
