@@ -87,14 +87,6 @@ void Free(void* block, size_t bytes) noexcept {
     ::operator delete(block);
 }
 
-void* AllocateMapped(size_t bytes) {
-    return NewBlock(bytes);
-}
-
-void FreeMapped(void* block, size_t bytes) noexcept {
-    if (block) DeleteBlock(block, bytes);
-}
-
 size_t KeptBytes() {
     std::lock_guard<std::mutex> lock(g_lock);
     return g_keptBytes;

@@ -33,19 +33,14 @@ size_t KeptBytes();
 // Frees every kept block.
 void Release() noexcept;
 
-// A new block of `bytes` with its pages mapped and zeroed in one go, not kept when freed: for
-// a large buffer that is written whole at once (a file's bytes, a converted copy). FreeMapped
-// gives it back.
-void* AllocateMapped(size_t bytes);
-void FreeMapped(void* block, size_t bytes) noexcept;
-
-// An array of n elements of the trivial type T, left undefined: from AllocateMapped from
-// kKeptFrom bytes on, from the heap below that.
+// An array of n elements of the trivial type T, left undefined, for a large buffer that is
+// written whole at once (a file's bytes, a converted copy): a grid-size one comes from
+// Allocate and goes back to Free, so it is mapped at once and kept for reuse like a grid's.
 template <class T> std::shared_ptr<T[]> NewSharedArray(size_t n) {
     const size_t bytes = n * sizeof(T);
     if (bytes < kKeptFrom) return std::shared_ptr<T[]>(new T[n]);
-    return std::shared_ptr<T[]>(static_cast<T*>(AllocateMapped(bytes)),
-                                [bytes](T* p) { FreeMapped(p, bytes); });
+    return std::shared_ptr<T[]>(static_cast<T*>(Allocate(bytes)),
+                                [bytes](T* p) { Free(p, bytes); });
 }
 
 } // namespace GridMemory
