@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -49,25 +48,47 @@ fs::path ToPath(const std::wstring& path) {
     return fs::path(WideToUtf8(path));
 }
 
+// The whole file, without a leading byte-order mark. False if it can't be opened. One plain
+// read loop: settings are looked up on every link a process builds.
+bool ReadText(const std::wstring& path, std::string& text) {
+    text.clear();
+    if (path.empty()) return false;
+    const int fd = ::open(ToPath(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    char block[8192];
+    for (ssize_t n; (n = ::read(fd, block, sizeof block)) != 0;) {
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        text.append(block, static_cast<size_t>(n));
+    }
+    ::close(fd);
+    if (text.compare(0, 3, "\xEF\xBB\xBF") == 0) text.erase(0, 3);
+    return true;
+}
+
+// Calls visit(line) for each line of text, without its '\n'; a '\r' before it stays with the
+// line. No line follows a final '\n'. Stops early when visit answers true.
+template <class Visit> void ForEachLine(std::string_view text, Visit visit) {
+    while (!text.empty()) {
+        const size_t end = text.find('\n');
+        if (visit(text.substr(0, end))) return;
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+    }
+}
+
 // The file's lines without their '\n'; a '\r' before it stays with the line. False if the file
 // can't be read.
 bool ReadLines(const std::wstring& path, std::vector<std::string>& lines, bool& crlf) {
     lines.clear();
     crlf = false;
-    if (path.empty()) return false;
-    std::ifstream in(ToPath(path), std::ios::binary);
-    if (!in) return false;
-    std::ostringstream buf;
-    buf << in.rdbuf();
-    std::string text = buf.str();
-    if (text.compare(0, 3, "\xEF\xBB\xBF") == 0) text.erase(0, 3);
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) end = text.size();
-        lines.emplace_back(text, start, end - start);
-        start = end + 1;
-    }
+    std::string text;
+    if (!ReadText(path, text)) return false;
+    ForEachLine(text, [&](std::string_view line) {
+        lines.emplace_back(line);
+        return false;
+    });
     crlf = !lines.empty() && !lines.front().empty() && lines.front().back() == '\r';
     return true;
 }
@@ -106,21 +127,21 @@ ParsedLine ParseLine(std::string_view raw) {
 
 bool Lookup(const std::wstring& path, const wchar_t* section, const wchar_t* key,
             std::wstring& value) {
-    std::vector<std::string> lines;
-    bool crlf;
-    if (!section || !key || !ReadLines(path, lines, crlf)) return false;
+    std::string text;
+    if (!section || !key || !ReadText(path, text)) return false;
     const std::string sec = WideToUtf8(section), k = WideToUtf8(key);
-    bool inSection = false;
-    for (const std::string& raw : lines) {
+    bool inSection = false, found = false;
+    ForEachLine(text, [&](std::string_view raw) {
         ParsedLine p = ParseLine(raw);
         if (p.kind == LineKind::section) {
             inSection = SameName(p.name, sec);
         } else if (inSection && p.kind == LineKind::key && SameName(p.name, k)) {
             value = Utf8ToWide(p.value);
-            return true;
+            found = true;
         }
-    }
-    return false;
+        return found;
+    });
+    return found;
 }
 
 std::string ValueText(const wchar_t* value) {

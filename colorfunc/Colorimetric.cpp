@@ -49,44 +49,50 @@ void LabToXYZ(const uint16_t* in, uint16_t* out, const double* white) {
     for (int i = 0; i < 3; ++i) out[i] = RoundLimit16(xyz[i]);
 }
 
-// LabF(v / 65535.0) for the integers v = 0 .. 131070 that Inv (XYZ 0 .. 65535) and Inv2 (that
-// doubled) divide by the white 65535, each computed on its first use and kept for the process:
+// LabF(v / 65535.0) for the integers v that Inv (XYZ 0 .. 65535) and Inv2 (that doubled, up to
+// 131070) divide by the white 65535, each computed on its first use and kept for the process:
 // a link's nodes ask for the same components again and again, and the cube root is the
 // costliest part of their conversion. An entry holds the very value LabF returns for that
 // argument, so the Lab that follows is the one XYZ2lab gives. 0.0 marks an entry not yet
 // computed (LabF is never below 16/116). Threads meeting the same empty entry each compute the
-// same bits and store them; relaxed atomic accesses make that well defined.
-constexpr uint32_t kLabFCacheEntries = 2 * 65535 + 1;
+// same bits and store them; relaxed atomic accesses make that well defined. Inv and Inv2 keep
+// caches of their own, so that a process that only ever calls Inv (the usual case) maps half a
+// megabyte, not a whole one; an entry both hold has the same bits in each.
+constexpr uint32_t kInv2CacheEntries = 2 * 65535 + 1; // v up to 131070
+constexpr uint32_t kInvCacheEntries = 65535 + 1;      // v up to 65535
 
-// The cache's zeroed megabyte, made on the first use, its pages mapped at once: touched one by
-// one, a first link's nodes would stop on a page fault for most of them.
-double* LabFCache() {
+// A cache of `Entries` zeroed entries, made on the first use, its pages mapped at once:
+// touched one by one, a first link's nodes would stop on a page fault for most of them.
+template <uint32_t Entries> double* LabFCache() {
     static double* const cache = [] {
-        constexpr size_t bytes = kLabFCacheEntries * sizeof(double);
+        constexpr size_t bytes = Entries * sizeof(double);
         void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
         if (p != MAP_FAILED) return static_cast<double*>(p);
-        return new double[kLabFCacheEntries](); // zeroed, mapped as it is touched
+        return new double[Entries](); // zeroed, mapped as it is touched
     }();
     return cache;
 }
 
-double CachedLabF(double* cache, uint32_t v) {
-    std::atomic_ref<double> entry(cache[v]);
-    double f = entry.load(std::memory_order_relaxed);
+// The entry of v, computed and stored if it is still empty.
+double CachedLabF(double* cache, uint32_t v, double f) {
     if (f == 0.0) {
         f = LabF(v / kWhite65535[0]);
-        entry.store(f, std::memory_order_relaxed);
+        std::atomic_ref<double>(cache[v]).store(f, std::memory_order_relaxed);
     }
     return f;
 }
 
-// XYZ on the 65535 scale, each component an integer v below kLabFCacheEntries, to 16-bit Lab:
-// XYZ2lab with the white kWhite65535, its cube roots taken from the cache.
-void XYZToLab(const uint32_t* xyz, uint16_t* out) {
-    double* cache = LabFCache();
-    const double f[3] = {CachedLabF(cache, xyz[0]), CachedLabF(cache, xyz[1]),
-                         CachedLabF(cache, xyz[2])};
+// XYZ on the 65535 scale, each component an integer v below Entries, to 16-bit Lab:
+// XYZ2lab with the white kWhite65535, its cube roots taken from the cache. The three entries
+// are loaded before any is looked at, so that their cache misses overlap.
+template <uint32_t Entries> void XYZToLab(const uint32_t* xyz, uint16_t* out) {
+    double* cache = LabFCache<Entries>();
+    const double e0 = std::atomic_ref<double>(cache[xyz[0]]).load(std::memory_order_relaxed);
+    const double e1 = std::atomic_ref<double>(cache[xyz[1]]).load(std::memory_order_relaxed);
+    const double e2 = std::atomic_ref<double>(cache[xyz[2]]).load(std::memory_order_relaxed);
+    const double f[3] = {CachedLabF(cache, xyz[0], e0), CachedLabF(cache, xyz[1], e1),
+                         CachedLabF(cache, xyz[2], e2)};
     double lab[3];
     LabFromF(f, lab);
     IccEncodeLab16(lab, out); // the encoder rounds and limits
@@ -109,14 +115,14 @@ int CLabXYZ16::Trn2(const uint16_t* in, uint16_t* out) const {
 
 int CLabXYZ16::Inv(const uint16_t* in, uint16_t* out) const {
     const uint32_t xyz[3] = {in[0], in[1], in[2]};
-    XYZToLab(xyz, out);
+    XYZToLab<kInvCacheEntries>(xyz, out);
     return 1;
 }
 
 int CLabXYZ16::Inv2(const uint16_t* in, uint16_t* out) const {
     // Doubling takes XYZ 1.15 to XYZ 65535; beyond 16 bits, so nothing is lost above 32767.
     const uint32_t xyz[3] = {in[0] * 2u, in[1] * 2u, in[2] * 2u};
-    XYZToLab(xyz, out);
+    XYZToLab<kInv2CacheEntries>(xyz, out);
     return 1;
 }
 

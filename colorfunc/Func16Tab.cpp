@@ -76,13 +76,18 @@ void BuildInverse(const uint16_t* row, uint32_t entries, uint16_t* fast) {
 }
 
 // The fast tables of the two-entry identity curve 0, 65535, the curve of every channel that is
-// left undefined: made once, by the same code, and copied.
+// left undefined: made once, by the same code, and shared by every such channel.
 struct IdentityFastTabs {
-    std::array<uint16_t, CFunc_16Tab::kFastEntries> forward{}, inverse{};
+    std::array<uint16_t, 2 * CFunc_16Tab::kFastEntries> samples{}; // forward, then inverse
+    std::shared_ptr<const uint16_t[]> forward, inverse;
     IdentityFastTabs() {
         const uint16_t row[2] = {0, 65535};
-        BuildForward(row, 1, forward.data());
-        BuildInverse(row, 2, inverse.data());
+        BuildForward(row, 1, samples.data());
+        BuildInverse(row, 2, samples.data() + CFunc_16Tab::kFastEntries);
+        // Static storage: the shared pointers own nothing.
+        forward = std::shared_ptr<const uint16_t[]>(samples.data(), [](const uint16_t*) {});
+        inverse = std::shared_ptr<const uint16_t[]>(samples.data() + CFunc_16Tab::kFastEntries,
+                                                    [](const uint16_t*) {});
     }
 };
 const IdentityFastTabs& IdentityFast() {
@@ -123,11 +128,6 @@ double ParametricValue(unsigned type, const double* prm, double x) {
 
 CFunc_16Tab::CFunc_16Tab(unsigned channels, const uint16_t* table, unsigned entries)
     : CFunc_16(channels, channels) {
-    const unsigned fast = std::min(channels, kMaxChannels);
-    for (unsigned c = 0; c < fast; ++c) {
-        fastTab[c].resize(kFastEntries);
-        fastInvTab[c].resize(kFastEntries);
-    }
     DefineTab(table, entries);
 }
 
@@ -158,7 +158,7 @@ void CFunc_16Tab::BuildFastTabs() {
     for (unsigned c = 0; c < kMaxChannels && c < m_inputChan; ++c) {
         const uint16_t* row = rawTab.data() + size_t(c) * m_entries;
         // The tables depend on the curve alone: a curve equal to the previous channel's, or
-        // the identity, takes tables already made.
+        // the identity, shares tables already made.
         if (c > 0 && std::equal(row, row + m_entries, row - m_entries)) {
             fastTab[c] = fastTab[c - 1];
             fastInvTab[c] = fastInvTab[c - 1];
@@ -166,12 +166,17 @@ void CFunc_16Tab::BuildFastTabs() {
         }
         if (m_entries == 2 && row[0] == 0 && row[1] == 65535) {
             const IdentityFastTabs& id = IdentityFast();
-            std::copy(id.forward.begin(), id.forward.end(), fastTab[c].begin());
-            std::copy(id.inverse.begin(), id.inverse.end(), fastInvTab[c].begin());
+            fastTab[c] = id.forward;
+            fastInvTab[c] = id.inverse;
             continue;
         }
-        BuildForward(row, lastEntry, fastTab[c].data());
-        BuildInverse(row, m_entries, fastInvTab[c].data());
+        // Both directions in one block, written whole before anyone reads them.
+        std::shared_ptr<uint16_t[]> both =
+            std::make_shared_for_overwrite<uint16_t[]>(size_t(2) * kFastEntries);
+        BuildForward(row, lastEntry, both.get());
+        BuildInverse(row, m_entries, both.get() + kFastEntries);
+        fastInvTab[c] = FastRowPtr(both, both.get() + kFastEntries);
+        fastTab[c] = std::move(both);
     }
 }
 
@@ -190,14 +195,19 @@ unsigned CFunc_16Tab::ExpandIccCurve(const uint8_t* record, uint16_t* samples) {
             for (unsigned i = 0; i < kFastEntries; ++i)
                 samples[i] = ToSample(std::pow(i / 4095.0, gamma));
         } else {
-            // The samples as a curve of their own, read out the way every curve is.
+            // The samples as a curve of their own, read out the way every curve is: through
+            // the forward table a one-channel CFunc_16Tab of them would make (no samples give
+            // the identity), without the inverse table that object would make as well.
             std::vector<uint16_t> points(count);
             span.U16Run(curve.entriesAt, count, points.data());
-            const CFunc_16Tab table(1, points.data(), count);
-            for (unsigned i = 0; i < kFastEntries; ++i) {
-                const uint16_t x = ToSample(i / 4095.0);
-                table.Trn(&x, &samples[i]);
-            }
+            static constexpr uint16_t kIdentity[2] = {0, 65535};
+            std::array<uint16_t, kFastEntries> forward;
+            if (count == 0)
+                BuildForward(kIdentity, 1, forward.data());
+            else
+                BuildForward(points.data(), count - 1, forward.data());
+            for (unsigned i = 0; i < kFastEntries; ++i)
+                samples[i] = forward[ToSample(i / 4095.0) >> kFastShift];
         }
         // The samples are padded to a multiple of 4 bytes.
         return static_cast<unsigned>(curve.length);

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "colorfunc/Func.h"
@@ -50,7 +51,10 @@ public:
     static unsigned ExpandIccCurve(const uint8_t* record, uint16_t* samples);
 
 private:
-    using FastTabs = std::array<std::vector<uint16_t>, kMaxChannels>;
+    // A channel's 4096 samples of one direction. Never changed once made, so copies of the
+    // object, channels with equal curves and every identity curve share the same samples.
+    using FastRowPtr = std::shared_ptr<const uint16_t[]>;
+    using FastTabs = std::array<FastRowPtr, kMaxChannels>;
 
     int Lookup(const FastTabs& t, const uint16_t* in, uint16_t* out) const {
         const uint32_t n = m_inputChan < kMaxChannels ? m_inputChan : kMaxChannels;
@@ -58,7 +62,7 @@ private:
         return 1;
     }
     static const uint16_t* FastRow(const FastTabs& t, unsigned c) {
-        return c < kMaxChannels && !t[c].empty() ? t[c].data() : nullptr;
+        return c < kMaxChannels && t[c] ? t[c].get() : nullptr;
     }
 
     // Resamples every channel of rawTab onto fastTab and fastInvTab.

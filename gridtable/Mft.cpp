@@ -1,6 +1,7 @@
 #include "gridtable/Mft.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <exception>
 #include <system_error>
@@ -75,7 +76,7 @@ template <class T> void TMft<T>::Init() {
     tabCount = dimPower[inputChan];
     if (tabEntries == 0) {
         tabEntries = tabCount * this->m_outputChan;
-        table.assign(tabEntries, 0);
+        table = GridVector<T>(tabEntries); // a new block, zeroed as it comes (GridAllocator)
     }
 }
 
@@ -122,25 +123,34 @@ template <class T> void TMft<T>::DefineByFuncOnThreads(const Func& f, unsigned t
         deltaValid = 0;
         return;
     }
+    // The nodes are handed out in runs from a shared counter rather than split in fixed
+    // parts: a thread that starts late (a fresh process's first thread waits for an idle core
+    // to wake) then takes fewer runs, and the calling thread never sits waiting for a part
+    // nobody has begun. Which thread evaluates a node does not change the node.
+    constexpr uint32_t kRunNodes = 512;
+    std::atomic<uint32_t> next{0};
     std::vector<std::exception_ptr> errors(threads);
     std::vector<std::thread> helpers;
     helpers.reserve(threads - 1);
-    auto bound = [&](unsigned k) { return uint32_t(uint64_t(tabCount) * k / threads); };
     auto part = [&](unsigned k) {
         try {
-            run(bound(k), bound(k + 1));
+            for (;;) {
+                const uint32_t begin = next.fetch_add(kRunNodes, std::memory_order_relaxed);
+                if (begin >= tabCount) break;
+                run(begin, std::min(tabCount, begin + kRunNodes));
+            }
         } catch (...) {
             errors[k] = std::current_exception();
+            next.store(tabCount, std::memory_order_relaxed); // the others stop early
         }
     };
-    // Runs whose thread cannot be started are done here, after the first.
-    unsigned started = 1;
+    // A thread that cannot be started leaves its share to the others.
     try {
-        for (; started < threads; ++started) helpers.emplace_back(part, started);
+        for (unsigned started = 1; started < threads; ++started)
+            helpers.emplace_back(part, started);
     } catch (const std::system_error&) {
     }
     part(0);
-    for (unsigned k = started; k < threads; ++k) part(k);
     for (auto& t : helpers) t.join();
     deltaValid = 0;
     for (auto& e : errors)

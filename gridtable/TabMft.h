@@ -132,6 +132,19 @@ public:
     void DefineOutputTab(const uint16_t* tab, unsigned entries) {
         outputTab.DefineTab(tab, entries);
     }
+    // The curves of `tab` read with this set's channel count: the same as defining them from
+    // tab.pRawTab() and tab.entries(), and where the counts agree a copy, which shares the
+    // read-out tables made for `tab` instead of making them again.
+    void DefineInputTab(const CFunc_16Tab& tab) { DefineCurves(inputTab, tab); }
+    void DefineOutputTab(const CFunc_16Tab& tab) { DefineCurves(outputTab, tab); }
+
+private:
+    static void DefineCurves(CFunc_16Tab& to, const CFunc_16Tab& from) {
+        if (to.inputChan() == from.inputChan() && from.pRawTab())
+            to = from;
+        else
+            to.DefineTab(from.pRawTab(), from.entries());
+    }
 };
 
 // A complete pipeline: Base is one of the two bases above, Grid the grid of that width with

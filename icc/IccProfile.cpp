@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/Digest.h"
+#include "gridtable/GridMemory.h"
 
 IMPLEMENT_DYNAMIC(CIccProfile, CProtectedDocument)
 IMPLEMENT_DYNAMIC(CIccProfileRead, CIccProfile)
@@ -32,7 +33,7 @@ struct SReadBytes {
 
 // A buffer of n bytes, left uninitialised.
 std::shared_ptr<uint8_t[]> NewBytes(uint64_t n) {
-    return std::shared_ptr<uint8_t[]>(new uint8_t[static_cast<size_t>(std::max<uint64_t>(n, 1))]);
+    return GridMemory::NewSharedArray<uint8_t>(static_cast<size_t>(std::max<uint64_t>(n, 1)));
 }
 
 // Reads up to n bytes from the archive behind `prefix` bytes reserved at the front of the buffer,
@@ -163,7 +164,7 @@ bool CIccProfileRead::CTagDataBuffer::LutChannels(unsigned* inputs, unsigned* ou
 uint32_t* CIccProfileRead::CTagDataBuffer::Data() {
     std::call_once(m_converted, [this] {
         const uint64_t words = BlockWords(nSize);
-        std::unique_ptr<uint32_t[]> block(new uint32_t[words]);
+        std::shared_ptr<uint32_t[]> block = GridMemory::NewSharedArray<uint32_t>(words);
         if (nSize != 0) std::memcpy(block.get(), m_pSource, nSize);
         // Only the bytes behind the data are zeroed: those a short block reads as its head.
         std::memset(reinterpret_cast<uint8_t*>(block.get()) + nSize, 0, words * 4 - nSize);

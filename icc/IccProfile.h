@@ -120,7 +120,7 @@ public:
     private:
         uint8_t m_head[12] = {}; // the first bytes of a loaded block, as stored
         const bool m_bLoaded;
-        std::unique_ptr<uint32_t[]> m_pData;
+        std::shared_ptr<uint32_t[]> m_pData;
         std::shared_ptr<const uint8_t[]> m_pFile; // the loaded bytes, until converted
         const uint8_t* m_pSource = nullptr;
         std::once_flag m_converted;

@@ -1,5 +1,6 @@
 #include "icc/IccProfileUse.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -397,7 +398,13 @@ CFunc_16Tab3Mft* CIccProfileUse::CreateFromMatrixTRC() {
     f->Mft().Define(nodes);
     if (allTrcs) {
         std::vector<uint16_t> curves(3 * kTrcEntries);
-        for (int c = 0; c < 3; ++c) CFunc_16Tab::ExpandIccCurve(trc[c], &curves[c * kTrcEntries]);
+        for (int c = 0; c < 3; ++c) {
+            uint16_t* row = &curves[c * kTrcEntries];
+            if (c > 0 && trc[c] == trc[c - 1]) // the tags share one block: the same curve
+                std::copy(row - kTrcEntries, row, row);
+            else
+                CFunc_16Tab::ExpandIccCurve(trc[c], row);
+        }
         f->DefineInputTab(curves.data(), kTrcEntries);
     }
     f->Mft().InitTrn();

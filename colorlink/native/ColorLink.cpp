@@ -515,12 +515,10 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
     }
     chain.reset();
     if (!flags.OutIsXYZ) {
-        const CFunc_16Tab& out = tail.pFunc16->FuncOutputTab();
-        table->DefineOutputTab(out.pRawTab(), out.entries());
+        table->DefineOutputTab(tail.pFunc16->FuncOutputTab());
     }
     if (needInputTab) {
-        const CFunc_16Tab& in = head.pFunc16->FuncInputTab();
-        table->DefineInputTab(in.pRawTab(), in.entries());
+        table->DefineInputTab(head.pFunc16->FuncInputTab());
     }
     TagList.RemoveAll(); // the curves have been copied by now
     pFunc16 = std::move(table);

@@ -2,7 +2,9 @@
 // size, within the bounds; small blocks and blocks beyond the bounds are not kept.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "gridtable/GridMemory.h"
@@ -68,4 +70,40 @@ TEST(GridMemory, AGridVectorOnAKeptBlockStartsAsZeros) {
     GridVector<uint16_t> w(n);
     for (size_t i = 0; i < n; ++i) ASSERT_EQ(w[i], 0u) << i;
     GridMemory::Release();
+}
+
+TEST(GridMemory, AZeroedBlockIsZeroWhetherKeptNewOrSmall) {
+    GridMemory::Release();
+    auto* dirty = static_cast<uint8_t*>(GridMemory::Allocate(kBig));
+    std::fill(dirty, dirty + kBig, uint8_t(0x5A));
+    GridMemory::Free(dirty, kBig); // kept, with its bytes as they are
+    for (size_t size : {kBig, kBig + 64, GridMemory::kKeptFrom - 1, size_t(17)}) {
+        auto* p = static_cast<uint8_t*>(GridMemory::AllocateZeroed(size));
+        for (size_t i = 0; i < size; ++i) ASSERT_EQ(p[i], 0u) << size << " at " << i;
+        GridMemory::Free(p, size);
+    }
+    GridMemory::Release();
+}
+
+TEST(GridMemory, AGridVectorGrownStepByStepReadsZerosBeyondWhatWasWritten) {
+    GridMemory::Release();
+    { GridVector<uint16_t> v(kBig, uint16_t(0x1234)); } // leaves dirty kept blocks
+    GridVector<uint16_t> w;
+    size_t written = 0;
+    for (size_t size : {size_t(100), kBig / 4, kBig}) {
+        w.resize(size);
+        for (size_t i = written; i < size; ++i) ASSERT_EQ(w[i], 0u) << size << " at " << i;
+        std::fill(w.begin(), w.end(), uint16_t(7));
+        written = size;
+    }
+    GridMemory::Release();
+}
+
+TEST(GridMemory, SharedArraysOfAnySizeHoldWhatIsWritten) {
+    for (size_t n : {size_t(1), size_t(1000), kBig}) {
+        std::shared_ptr<uint32_t[]> a = GridMemory::NewSharedArray<uint32_t>(n);
+        for (size_t i = 0; i < n; ++i) a[i] = uint32_t(i * 2654435761u);
+        std::shared_ptr<uint32_t[]> b = a; // the copy shares the block
+        for (size_t i = 0; i < n; ++i) ASSERT_EQ(b[i], uint32_t(i * 2654435761u)) << i;
+    }
 }
