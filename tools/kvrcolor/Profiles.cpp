@@ -1,7 +1,6 @@
 #include "Profiles.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,7 +14,6 @@
 #include <iterator>
 #include <map>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -25,6 +23,7 @@
 #include "base/IniEntries.h"
 #include "base/Settings.h"
 #include "base/WideString.h"
+#include "gridtable/GridMemory.h"
 #include "icc/IccLayout.h"
 #include "icc/IccProfile.h"
 #include "icc/IccRecords.h"
@@ -270,23 +269,14 @@ std::vector<uint8_t> ReadFileBytes(const std::string& path, int code) {
 }
 
 namespace {
-// The bytes of the regular file `fd` of `size` bytes, read into fresh memory that is neither
-// zero-filled first nor brought in page by page as the read fills it: a large file's pages are
-// mapped and populated in one call, where each page fault would cost a trap (a printer profile
-// is hundreds of pages, on machines where a trap is dear). Nothing when the file did not hold
-// `size` bytes to the end (it changed while read); the caller then reads it as a stream.
+// The bytes of the regular file `fd` of `size` bytes, read into memory that is not zero-filled
+// first: a large file's buffer is a block of the library's grid memory, whose pages are mapped
+// in one call (or reused) rather than faulted in one by one as the read fills them (a printer
+// profile is hundreds of pages, on machines where each fault is a costly trap). Nothing when the
+// file did not hold `size` bytes to the end (it changed while read); the caller then reads it
+// as a stream.
 std::optional<SharedBytes> ReadWhole(int fd, uint64_t size, const std::string& path, int code) {
-    constexpr uint64_t kMapFrom = 256 * 1024;
-    std::shared_ptr<uint8_t[]> memory;
-    if (size >= kMapFrom) {
-        void* p = ::mmap(nullptr, size_t(size), PROT_READ | PROT_WRITE,
-                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-        if (p == MAP_FAILED) throw std::bad_alloc();
-        memory = std::shared_ptr<uint8_t[]>(static_cast<uint8_t*>(p),
-                                            [size](uint8_t* q) { ::munmap(q, size_t(size)); });
-    } else {
-        memory = std::make_unique_for_overwrite<uint8_t[]>(size_t(size));
-    }
+    std::shared_ptr<uint8_t[]> memory = GridMemory::NewSharedArray<uint8_t>(size_t(size));
     const int64_t got = ReadAt(fd, memory.get(), size, 0);
     if (got < 0) throw CliError(code, path + ": read error");
     uint8_t probe;
