@@ -8,6 +8,11 @@
 #include <thread>
 #include <vector>
 
+#ifdef __linux__
+#include <pthread.h>
+#include <sched.h>
+#endif
+
 namespace {
 
 // Largest grid a load accepts, in samples. The biggest table in use has some 315000; this
@@ -56,6 +61,25 @@ template <class T> GridVector<T> ReadSampleRun(CArchive& ar, uint32_t count) {
         ReadSamples(ar, samples.data() + at, static_cast<uint32_t>(n));
     }
     return samples;
+}
+
+// Moves a freshly started helper off the calling thread's core, to any other core the process
+// may use. A new thread is otherwise queued on its creator's core on some virtual machines and
+// does not run until the creator's time slice ends, after a short sampling is long over. The
+// placement only decides where a node is evaluated, never what it becomes.
+void PlaceBesideCaller(std::thread& helper) {
+#ifdef __linux__
+    cpu_set_t allowed;
+    CPU_ZERO(&allowed);
+    const int here = sched_getcpu();
+    if (here < 0 || here >= CPU_SETSIZE || sched_getaffinity(0, sizeof allowed, &allowed) != 0)
+        return;
+    CPU_CLR(here, &allowed);
+    if (CPU_COUNT(&allowed) > 0)
+        pthread_setaffinity_np(helper.native_handle(), sizeof allowed, &allowed);
+#else
+    (void)helper;
+#endif
 }
 
 } // namespace
@@ -146,8 +170,10 @@ template <class T> void TMft<T>::DefineByFuncOnThreads(const Func& f, unsigned t
     };
     // A thread that cannot be started leaves its share to the others.
     try {
-        for (unsigned started = 1; started < threads; ++started)
+        for (unsigned started = 1; started < threads; ++started) {
             helpers.emplace_back(part, started);
+            PlaceBesideCaller(helpers.back());
+        }
     } catch (const std::system_error&) {
     }
     part(0);
