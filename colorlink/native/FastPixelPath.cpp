@@ -324,9 +324,15 @@ private:
             }
             kernelTables.lut = lut8.data();
             kernelTables.highByteOut = 0;
-            for (unsigned c = 0; c < 4; ++c)
-                if (OutputTableIsHighByte(lut8.data() + c * kCurveEntries))
+            kernelTables.steppedOut = 0;
+            for (unsigned c = 0; c < 4; ++c) {
+                const uint8_t* table = lut8.data() + c * kCurveEntries;
+                kernelTables.steps[c] = outSteps[c];
+                if (OutputTableIsHighByte(table))
                     kernelTables.highByteOut |= 1u << c;
+                else if (OutputTableSteps(table, outSteps[c]))
+                    kernelTables.steppedOut |= 1u << c;
+            }
         } else {
             (void)level;
         }
@@ -400,6 +406,7 @@ private:
     SGridKernel8Tables kernelTables = {};
     uint32_t axisPacked[In][256] = {};               // the kernel's axis tables
     alignas(64) uint8_t axisBytes[In][3 * 256] = {}; // the same as byte planes
+    alignas(64) uint8_t outSteps[4][3 * 256] = {};   // output tables as staircases, if they are
     GridKernel16 kernel16 = nullptr;                 // null: one pixel at a time
     SGridKernel16Tables kernel16Tables = {};
     std::vector<uint32_t> axis16[In]; // the 16-bit kernel's axis tables (inputs with a curve)

@@ -123,16 +123,15 @@ HWY_INLINE void GridResult(const uint16_t* grid, VU base, VI (&f)[In], VU (&step
     }
 }
 
-// One step of pixels, each in its own 32-bit lane, once each input is placed on its axis
-// (node index and fraction). Per pixel the arithmetic is the scalar path's (CGridPath in
-// FastPixelPath.cpp): the simplex of GridResult; the final byte from the output table. Only
-// the order of the work differs.
+// The 16-bit grid results of one step of pixels, each in its own 32-bit lane, once each input
+// is placed on its axis (node index and fraction). Per pixel the arithmetic is the scalar
+// path's (CGridPath in FastPixelPath.cpp): the simplex of GridResult. Only the order of the
+// work differs.
 template <unsigned In>
-HWY_INLINE void Grid8Step(const SGridKernel8Tables& t, const VU (&index)[In], VI (&f)[In],
-                          uint8_t* dst) {
+HWY_INLINE void Grid8Values(const SGridKernel8Tables& t, const VU (&index)[In], VI (&f)[In],
+                            VU (&v)[4]) {
     const DU du;
     const DI di;
-    const VU byteMask = hn::Set(du, 0xFFu);
 
     // Step to the next node (0 where the fraction is 0: every corner taking that step then has
     // weight 0, and no step past the grid's last node is taken) and node offset per input.
@@ -145,8 +144,19 @@ HWY_INLINE void Grid8Step(const SGridKernel8Tables& t, const VU (&index)[In], VI
         step[k] = hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(f[k], hn::Zero(di))), stride);
     }
 
-    VU v[4];
     GridResult<In>(t.grid, base, f, step, v);
+}
+
+// Grid8Values, then the final byte of each output from its table, as the scalar path reads it.
+template <unsigned In>
+HWY_INLINE void Grid8Step(const SGridKernel8Tables& t, const VU (&index)[In], VI (&f)[In],
+                          uint8_t* dst) {
+    const DU du;
+    const DI di;
+    const VU byteMask = hn::Set(du, 0xFFu);
+
+    VU v[4];
+    Grid8Values<In>(t, index, f, v);
 
     VU out = hn::Zero(du);
 #pragma GCC unroll 4
@@ -164,6 +174,19 @@ HWY_INLINE void Grid8Step(const SGridKernel8Tables& t, const VU (&index)[In], VI
     }
     hn::StoreU(out, du, reinterpret_cast<uint32_t*>(dst));
 }
+
+#if HWY_TARGET == HWY_AVX3_DL
+// The bytes of a 256-byte table at the 64 byte indices `x`: the four vectors of the table
+// serve two two-table permutes by the low 7 bits, the top bit (`top`) picks one of the two.
+HWY_INLINE __m512i Look256(const uint8_t* plane, __m512i x, __mmask64 top) {
+    const __m512i* p = reinterpret_cast<const __m512i*>(plane);
+    const __m512i lo =
+        _mm512_permutex2var_epi8(_mm512_loadu_si512(p), x, _mm512_loadu_si512(p + 1));
+    const __m512i hi =
+        _mm512_permutex2var_epi8(_mm512_loadu_si512(p + 2), x, _mm512_loadu_si512(p + 3));
+    return _mm512_mask_blend_epi8(top, lo, hi);
+}
+#endif
 
 // Whole steps of 8-bit pixels: the input bytes of each pixel placed on the axes by the axis
 // tables, then Grid8Step. A step of pixels all equal to the last one converted takes over its
@@ -199,13 +222,27 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
     // Four steps at a time, their inputs placed on the axes by byte permutes rather than one
     // gather per input and step (gathers are slow on some CPUs): the 256 entries of a byte
     // plane of an axis table fill four vectors, two two-table permutes look up the 64 bytes of
-    // an input by the low 7 bits and its top bit picks one of the two.
+    // an input by the low 7 bits and its top bit picks one of the two. The final bytes of the
+    // 64 pixels are found together as well: an output whose table is a staircase by permutes of
+    // its three planes (the high byte of the 16-bit result picks the run, its low byte is
+    // compared with the run's steps), the high byte of the result without a table, any other
+    // table by gathers.
     {
         const hn::ScalableTag<uint8_t> db;
         const hn::Rebind<uint16_t, DU> d16; // one fraction per pixel
         HWY_ALIGN uint8_t indexPlane[In][4 * 16];
         HWY_ALIGN uint16_t fracPlane[In][4 * 16];
         HWY_ALIGN uint8_t inPlane[In][4 * 16];
+        HWY_ALIGN uint16_t result[4][4 * 16];
+        uint16_t lastResult[4] = {}; // the 16-bit grid results of the pixel lastKey
+        // Byte permutes taking the low or high bytes of 64 16-bit results in two vectors.
+        alignas(64) uint8_t evenIdx[64], oddIdx[64];
+        for (unsigned j = 0; j < 64; ++j) {
+            evenIdx[j] = uint8_t(2 * j);
+            oddIdx[j] = uint8_t(2 * j + 1);
+        }
+        const __m512i evenBytes = _mm512_load_si512(evenIdx), oddBytes = _mm512_load_si512(oddIdx);
+        const __m512i minusOne = _mm512_set1_epi8(-1);
         for (; done + 4 * n <= count; done += 4 * n, src += 4 * n * In, dst += 4 * n * 4) {
             hn::Vec<decltype(db)> ch[In];
             if constexpr (In == 3)
@@ -217,12 +254,7 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
                 const __m512i x = ch[k].raw;
                 const __mmask64 top = _mm512_movepi8_mask(x);
                 auto look = [&](const uint8_t* plane) {
-                    const __m512i* p = reinterpret_cast<const __m512i*>(plane);
-                    const __m512i lo = _mm512_permutex2var_epi8(_mm512_loadu_si512(p), x,
-                                                                _mm512_loadu_si512(p + 1));
-                    const __m512i hi = _mm512_permutex2var_epi8(_mm512_loadu_si512(p + 2), x,
-                                                                _mm512_loadu_si512(p + 3));
-                    return hn::Vec<decltype(db)>{_mm512_mask_blend_epi8(top, lo, hi)};
+                    return hn::Vec<decltype(db)>{Look256(plane, x, top)};
                 };
                 const uint8_t* planes = t.axisBytes[k];
                 hn::Store(look(planes), db, indexPlane[k]);
@@ -230,9 +262,9 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
                                       reinterpret_cast<uint8_t*>(fracPlane[k]));
                 hn::Store(ch[k], db, inPlane[k]);
             }
+            // The 16-bit grid results of the four steps, per output, then the final bytes of
+            // all 64 pixels at once.
             for (unsigned q = 0; q < 4; ++q) {
-                const uint8_t* qSrc = src + q * n * In;
-                uint8_t* qDst = dst + q * n * 4;
                 VU in[In];
 #pragma GCC unroll 4
                 for (unsigned k = 0; k < In; ++k)
@@ -241,7 +273,12 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
 #pragma GCC unroll 4
                 for (unsigned k = 1; k < In; ++k)
                     px = hn::Or(px, hn::ShiftLeftSame(in[k], int(8 * k)));
-                if (repeated(px, qDst)) continue;
+                if (haveLast && hn::AllTrue(du, hn::Eq(px, hn::Set(du, lastKey)))) {
+#pragma GCC unroll 4
+                    for (unsigned c = 0; c < 4; ++c)
+                        hn::Store(hn::Set(d16, lastResult[c]), d16, result[c] + q * n);
+                    continue;
+                }
                 VU index[In];
                 VI f[In];
 #pragma GCC unroll 4
@@ -249,10 +286,54 @@ unsigned Grid8(const SGridKernel8Tables& t, const uint8_t* src, uint8_t* dst, un
                     index[k] = hn::PromoteTo(du, hn::Load(d8, indexPlane[k] + q * n));
                     f[k] = hn::BitCast(di, hn::PromoteTo(du, hn::Load(d16, fracPlane[k] + q * n)));
                 }
-                Grid8Step<In>(t, index, f, qDst);
-                remember(qSrc, qDst);
+                VU v[4];
+                Grid8Values<In>(t, index, f, v);
+#pragma GCC unroll 4
+                for (unsigned c = 0; c < 4; ++c) {
+                    _mm256_store_si256(reinterpret_cast<__m256i*>(result[c] + q * n),
+                                       _mm512_cvtepi32_epi16(v[c].raw));
+                    lastResult[c] = result[c][q * n + n - 1];
+                }
+                lastKey = hn::ExtractLane(px, n - 1);
+                haveLast = true;
             }
+            hn::Vec<decltype(db)> bytes[4];
+#pragma GCC unroll 4
+            for (unsigned c = 0; c < 4; ++c) {
+                const __m512i* r = reinterpret_cast<const __m512i*>(result[c]);
+                const __m512i r0 = _mm512_load_si512(r), r1 = _mm512_load_si512(r + 1);
+                const __m512i high = _mm512_permutex2var_epi8(r0, oddBytes, r1);
+                if (t.highByteOut >> c & 1) { // the table is the high byte
+                    bytes[c].raw = high;
+                } else if (t.steppedOut >> c & 1) { // a staircase: a + (n >= t1) + (n >= t2)
+                    const __m512i low = _mm512_permutex2var_epi8(r0, evenBytes, r1);
+                    const __mmask64 top = _mm512_movepi8_mask(high);
+                    const uint8_t* planes = t.steps[c];
+                    __m512i a = Look256(planes, high, top);
+                    const __mmask64 past1 =
+                        _mm512_cmpgt_epu8_mask(low, Look256(planes + 256, high, top));
+                    const __mmask64 past2 =
+                        _mm512_cmpgt_epu8_mask(low, Look256(planes + 512, high, top));
+                    a = _mm512_mask_sub_epi8(a, past1, a, minusOne);
+                    bytes[c].raw = _mm512_mask_sub_epi8(a, past2, a, minusOne);
+                } else { // any other table: one gather per step
+                    HWY_ALIGN uint8_t plane[4 * 16];
+                    const uint32_t* lut =
+                        reinterpret_cast<const uint32_t*>(t.lut + c * kLutEntries);
+                    for (unsigned q = 0; q < 4; ++q) {
+                        const VU at = hn::ShiftRight<kLutShift>(
+                            hn::PromoteTo(du, hn::Load(d16, result[c] + q * n)));
+                        const VU e = hn::GatherOffset(du, lut, hn::BitCast(di, at));
+                        _mm_store_si128(reinterpret_cast<__m128i*>(plane + q * n),
+                                        _mm512_cvtepi32_epi8(e.raw));
+                    }
+                    bytes[c] = hn::Load(db, plane);
+                }
+            }
+            hn::StoreInterleaved4(bytes[0], bytes[1], bytes[2], bytes[3], db, dst);
         }
+        // The tail below repeats the last pixel with its bytes.
+        if (done) remember(src - n * In, dst - n * 4);
     }
 #endif
     for (; done + n <= count; done += n, src += n * In, dst += n * 4) {
@@ -619,6 +700,33 @@ GridKernel8 FindGridKernel8(unsigned nIn, SimdLevel level) {
 bool OutputTableIsHighByte(const uint8_t* table) {
     for (uint32_t i = 0; i < 4096; ++i)
         if (table[i] != uint8_t(i >> 4)) return false;
+    return true;
+}
+
+bool OutputTableSteps(const uint8_t* table, uint8_t* planes) {
+    uint8_t a[256], t1[256], t2[256];
+    for (uint32_t h = 0; h < 256; ++h) {
+        const uint8_t* run = table + 16 * h;
+        uint32_t rises[2] = {16, 16}, count = 0;
+        for (uint32_t n = 1; n < 16; ++n) {
+            const uint32_t rise = uint32_t(run[n] - run[n - 1]) & 0xFFu;
+            if (rise == 0) continue;
+            if (rise != 1 || count == 2) return false;
+            rises[count++] = n;
+        }
+        a[h] = run[0];
+        t1[h] = uint8_t(16 * rises[0] - 1);
+        t2[h] = uint8_t(16 * rises[1] - 1);
+    }
+    // Every entry as the kernels compute it, from the grid result's low byte l = n << 4 | x.
+    for (uint32_t i = 0; i < 4096; ++i) {
+        const uint32_t h = i >> 4, low = (i & 15) << 4;
+        const uint32_t v = a[h] + uint32_t(low > t1[h]) + uint32_t(low > t2[h]);
+        if (uint8_t(v) != table[i]) return false;
+    }
+    std::memcpy(planes, a, 256);
+    std::memcpy(planes + 256, t1, 256);
+    std::memcpy(planes + 512, t2, 256);
     return true;
 }
 

@@ -60,11 +60,25 @@ struct SGridKernel8Tables {
     // without a curve, often the black one), which the kernel then computes with a shift
     // rather than a gather. Set only where the table holds exactly that (OutputTableIsHighByte).
     uint32_t highByteOut;
+    // Bit c set: output c's table is a staircase read by permutes (OutputTableSteps) from the
+    // three 256-byte planes at steps[c]; the kernels with byte permutes then need no gather
+    // for it. Never set together with the same bit of highByteOut.
+    uint32_t steppedOut;
+    const uint8_t* steps[4];
 };
 
 // Whether a 4096-entry output table (read by the top 12 bits of a 16-bit grid result) holds
 // that result's high byte at every entry.
 bool OutputTableIsHighByte(const uint8_t* table);
+
+// Whether a 4096-entry output table rises by steps of one, at most two of them within each 16
+// entries that share the high byte of the index, and by anything between two such runs (a smooth
+// rising curve no steeper than twice the identity): each entry is then a[h] + (n >= t1[h]) + (n >=
+// t2[h]) for an index of high byte h and low nibble n. If so, fills `planes` (768 bytes) with a,
+// then 16 * t1 - 1, then 16 * t2 - 1 (255 for a step that does not occur), which the permute
+// kernels compare with the low byte of the 16-bit grid result; every entry has been checked against
+// the table.
+bool OutputTableSteps(const uint8_t* table, uint8_t* planes);
 
 // Converts whole steps of pixels from the start of the run and answers how many pixels it did;
 // the caller converts the rest (less than a step).

@@ -297,6 +297,24 @@ std::unique_ptr<Pipeline> PipelineWithIdentityOutputs(unsigned points, unsigned 
     return p;
 }
 
+// Random nodes and curves, except rising straight output curves on channels 0 to 2, whose
+// final bytes climb by steps of one (slopes 1.8, 0.5 and 1.5 times the identity, the first
+// and last clipped): the permute kernels read such tables without a gather. Channel 3 keeps a
+// random curve, read by a gather.
+template <class Pipeline>
+std::unique_ptr<Pipeline> PipelineWithRisingOutputs(unsigned points, uint32_t seed) {
+    auto p = RandomPipeline<Pipeline>(points, false, seed);
+    std::mt19937 rng(seed + 1);
+    auto out = RandomCurves(4, 256, rng);
+    const double slope[3] = {1.8, 0.5, 1.5}, start[3] = {0, 20000, -9000};
+    for (unsigned c = 0; c < 3; ++c)
+        for (uint32_t i = 0; i < 256; ++i)
+            out[c * 256 + i] = uint16_t(std::clamp(start[c] + slope[c] * i * 257, 0.0, 65535.0));
+    p->DefineOutputTab(out.data(), 256);
+    p->InitMftTrn();
+    return p;
+}
+
 // The fast path's final byte per 12-bit read-out of output c: the curve's high byte.
 std::vector<uint8_t> OutputBytes(const CFunc_16TabBaseMft& table, unsigned c) {
     std::vector<uint8_t> bytes(CFunc_16Tab::kFastEntries);
@@ -319,6 +337,62 @@ TEST(SimdGridKernel, OutputTableIsHighByteOnlyForTheExactHighByte) {
     EXPECT_FALSE(OutputTableIsHighByte(table.data()));
     const std::vector<uint8_t> zeros(4096, 0);
     EXPECT_FALSE(OutputTableIsHighByte(zeros.data()));
+}
+
+// The staircase of a table, entry by entry as the permute kernels compute it from the low
+// byte of a 16-bit grid result (every low nibble below it).
+uint8_t StairEntry(const uint8_t* planes, uint32_t i) {
+    const uint32_t h = i >> 4, low = (i & 15) << 4;
+    return uint8_t(planes[h] + (low > planes[256 + h]) + (low > planes[512 + h]));
+}
+
+TEST(SimdGridKernel, OutputTableStepsRebuildsRisingTablesOnly) {
+    std::vector<uint8_t> planes(768);
+    // Rising by at most two steps of one per 16 entries: accepted, and rebuilt entry by entry.
+    for (double slope : {0.3, 1.0, 1.9, 2.0}) {
+        std::vector<uint8_t> table(4096);
+        for (uint32_t i = 0; i < 4096; ++i) table[i] = uint8_t(std::min(255.0, 3 + slope * i / 16));
+        ASSERT_TRUE(OutputTableSteps(table.data(), planes.data())) << "slope " << slope;
+        for (uint32_t i = 0; i < 4096; ++i)
+            ASSERT_EQ(StairEntry(planes.data(), i), table[i]) << "slope " << slope << " at " << i;
+    }
+    std::vector<uint8_t> flat(4096, 77);
+    ASSERT_TRUE(OutputTableSteps(flat.data(), planes.data()));
+    for (uint32_t i = 0; i < 4096; ++i) ASSERT_EQ(StairEntry(planes.data(), i), 77) << i;
+    // A jump or a fall between two runs of 16 entries: kept in the later run's first entry.
+    std::vector<uint8_t> jump(4096), falling(4096);
+    for (uint32_t i = 0; i < 4096; ++i) {
+        jump[i] = i < 2048 ? 10 : 200;
+        falling[i] = uint8_t(255 - (i >> 4));
+    }
+    for (const auto* t : {&jump, &falling}) {
+        ASSERT_TRUE(OutputTableSteps(t->data(), planes.data()));
+        for (uint32_t i = 0; i < 4096; ++i) ASSERT_EQ(StairEntry(planes.data(), i), (*t)[i]) << i;
+    }
+
+    std::vector<uint8_t> table(4096);
+    for (uint32_t i = 0; i < 4096; ++i) table[i] = uint8_t(i >> 4);
+    auto refused = [&](std::vector<uint8_t> t, const char* what) {
+        EXPECT_FALSE(OutputTableSteps(t.data(), planes.data())) << what;
+    };
+    std::vector<uint8_t> t = table;
+    t[100] = uint8_t(t[100] + 2); // a step of two, then a fall, within a run
+    refused(t, "step of two");
+    t = table;
+    t[37] = uint8_t(t[37] + 1), t[38] = uint8_t(t[38] + 2), t[39] = uint8_t(t[39] + 3);
+    refused(t, "three steps in a run");
+    for (uint32_t i = 0; i < 4096; ++i) t[i] = uint8_t(255 - (i >> 3));
+    refused(t, "falling within runs");
+    for (uint32_t i = 0; i < 4096; ++i) t[i] = uint8_t(i >> 2);
+    refused(t, "four times as steep");
+}
+
+TEST(SimdGridKernel, RisingStraightOutputCurvesGiveStaircaseTables) {
+    const auto p = PipelineWithRisingOutputs<CFunc_16Tab3Mft>(9, 302);
+    std::vector<uint8_t> planes(768);
+    for (unsigned c = 0; c < 4; ++c)
+        EXPECT_EQ(OutputTableSteps(OutputBytes(*p, c).data(), planes.data()), c < 3)
+            << "channel " << c;
 }
 
 TEST(SimdGridKernel, IdentityOutputCurveGivesTheHighByteTable) {
@@ -496,6 +570,13 @@ TEST_P(SimdGridKernelLevel, FourInputsSomeOutputsWithoutTableLikeScalar) {
         CheckTable(*table, 4, GetParam(), "4 in identity outputs " + std::to_string(identityOut),
                    kVariantPixels, 208);
     }
+}
+
+TEST_P(SimdGridKernelLevel, StaircaseOutputTablesLikeScalar) {
+    const auto three = PipelineWithRisingOutputs<CFunc_16Tab3Mft>(33, 121);
+    CheckTable(*three, 3, GetParam(), "3 in rising outputs", kVariantPixels, 122);
+    const auto four = PipelineWithRisingOutputs<CFunc_16Tab4Mft>(9, 221);
+    CheckTable(*four, 4, GetParam(), "4 in rising outputs", kVariantPixels, 222);
 }
 
 TEST_P(SimdGridKernelLevel, FourInputsRandomTableWrapsLikeScalar) {
