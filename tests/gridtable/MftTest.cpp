@@ -278,3 +278,49 @@ TEST(MftBase, RuntimeClassesCarryTheArchiveNamesAndCreateObjects) {
     CMft4_8 m4;
     EXPECT_EQ(m4.clutPoints(), 0u); // a created object has no grid until it is loaded
 }
+
+namespace {
+
+// n-to-(n + 1) function whose every output depends on all inputs and on their order.
+template <class F> class Mix : public F {
+public:
+    using T = typename F::Sample;
+    explicit Mix(unsigned n) : F(n, n + 1) {}
+    int Trn(const T* in, T* out) const override {
+        uint32_t h = 17;
+        for (unsigned c = 0; c < this->inputChan(); ++c) {
+            h = h * 31u + in[c];
+            out[c] = static_cast<T>(in[c] ^ (h >> 3));
+        }
+        out[this->inputChan()] = static_cast<T>(h);
+        return 1;
+    }
+};
+
+template <class M, class F> void ExpectThreadedEqualsPlain(unsigned inputs, unsigned points) {
+    Mix<F> f(inputs);
+    M plain(inputs, points, inputs + 1);
+    plain.DefineByFunc(f);
+    for (unsigned threads : {1u, 2u, 3u}) {
+        M threaded(inputs, points, inputs + 1);
+        threaded.DefineByFuncOnThreads(f, threads);
+        ASSERT_EQ(std::memcmp(threaded.Table(), plain.Table(),
+                              plain.TabEntries() * sizeof(*plain.Table())),
+                  0)
+            << inputs << " inputs, " << points << " points, " << threads << " threads";
+    }
+}
+
+} // namespace
+
+TEST(MftBase, DefineByFuncOnThreadsGivesTheGridOfDefineByFuncForEveryShape) {
+    for (unsigned inputs : {1u, 2u, 3u, 4u})
+        for (unsigned points : {2u, 3u, 9u, 17u, 33u}) {
+            if (inputs == 4 && points == 33) continue; // 1.2 million nodes: 17 suffices
+            ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(inputs, points);
+            ExpectThreadedEqualsPlain<CMft_8, CFunc_8>(inputs, points);
+        }
+    // More than one run of nodes per thread, the runs ending inside an axis.
+    ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(3, 65);
+    ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(5, 7);
+}
