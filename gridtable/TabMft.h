@@ -173,6 +173,10 @@ public:
     void DefineByFuncOnThreads(const Func& f, unsigned threads) {
         mft.DefineByFuncOnThreads(f, threads);
     }
+    // The grid of rest(head(x)), head mapping each channel alone (see the grid's own form).
+    void DefineByFuncOnThreads(const Func& head, const Func& rest, unsigned threads) {
+        mft.DefineByFuncOnThreads(head, rest, threads);
+    }
 
     Grid& Mft() { return mft; }
     const Grid& Mft() const { return mft; }

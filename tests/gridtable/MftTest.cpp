@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "MftProbe.h"
+#include "colorfunc/ConcatFunc.h"
+#include "colorfunc/Func16Tab.h"
 
 namespace {
 
@@ -323,4 +325,27 @@ TEST(MftBase, DefineByFuncOnThreadsGivesTheGridOfDefineByFuncForEveryShape) {
     // More than one run of nodes per thread, the runs ending inside an axis.
     ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(3, 65);
     ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(5, 7);
+}
+
+TEST(MftBase, HeadEvaluatedPerAxisGivesTheGridOfTheWholeComposition) {
+    // Curves that differ per channel: the head of the composition.
+    std::vector<uint16_t> raw(4 * 256);
+    for (unsigned i = 0; i < raw.size(); ++i) raw[i] = static_cast<uint16_t>(i * 40503u);
+    for (unsigned inputs : {1u, 3u, 4u})
+        for (unsigned points : {2u, 17u, 33u}) {
+            if (inputs == 4 && points == 33) continue;
+            const CFunc_16Tab head(inputs, raw.data(), 256);
+            Mix<CFunc_16> rest(inputs);
+            const CConcatFunc_16 whole(rest, head);
+            CMft_16 plain(inputs, points, inputs + 1);
+            plain.DefineByFunc(whole);
+            for (unsigned threads : {1u, 2u}) {
+                CMft_16 split(inputs, points, inputs + 1);
+                split.DefineByFuncOnThreads(head, rest, threads);
+                ASSERT_EQ(std::memcmp(split.Table(), plain.Table(),
+                                      plain.TabEntries() * sizeof(uint16_t)),
+                          0)
+                    << inputs << " inputs, " << points << " points, " << threads << " threads";
+            }
+        }
 }
