@@ -14,13 +14,6 @@ double LabFInv(double f) {
     return f3 > kEpsilon ? f3 : (116.0 * f - 16.0) / kKappa;
 }
 
-unsigned short Limit16(double v) {
-    v = std::floor(v + 0.5);
-    if (!(v >= 0.0)) return 0; // NaN too
-    if (v > 65535.0) return 65535;
-    return static_cast<unsigned short>(v);
-}
-
 } // namespace
 
 double LabF(double t) {
@@ -57,9 +50,9 @@ void IccDecodeLab16(const unsigned short* enc, double* lab) {
 }
 
 void IccEncodeLab16(const double* lab, unsigned short* enc) {
-    enc[0] = Limit16(lab[0] * 652.8);
-    enc[1] = Limit16((lab[1] + 128.0) * 256.0);
-    enc[2] = Limit16((lab[2] + 128.0) * 256.0);
+    enc[0] = RoundLimit16(lab[0] * 652.8);
+    enc[1] = RoundLimit16((lab[1] + 128.0) * 256.0);
+    enc[2] = RoundLimit16((lab[2] + 128.0) * 256.0);
 }
 
 void IccLab8ToLab16(const unsigned char* lab8, unsigned short* lab16) {

@@ -2,6 +2,8 @@
 // values: L, a, b or X, Y, Z.
 #pragma once
 
+#include <cstdint>
+
 // The D50 white of the ICC connection space, to which all colorimetry here is relative.
 constexpr double kD50X = 0.9642;
 constexpr double kD50Y = 1.0;
@@ -17,6 +19,25 @@ void XYZ2lab(const double* xyz, double* lab, const double* white);
 // three values of f (X, Y, Z). XYZ2lab is exactly LabFromF of the three LabF.
 double LabF(double t);
 void LabFromF(const double* f, double* lab);
+
+// floor(v + 0.5) limited to 0..65535, NaN giving 0: the rounding of the 16-bit encoders. Written
+// without floor, which a baseline x86-64 build calls in libm, since a link's nodes pass here
+// millions of times: for w = v + 0.5 >= 0 the truncation is the floor, every w at or above
+// 65536 floors above 65535, and every w below 0 (or NaN) fails the first test.
+inline uint16_t RoundLimit16(double v) {
+    const double w = v + 0.5;
+    if (!(w >= 0.0)) return 0;
+    if (w >= 65536.0) return 65535;
+    return static_cast<uint16_t>(w);
+}
+
+// Truncation toward zero, limited to 0..65535; NaN gives 0. Values in (-1, 0) truncate to 0 and
+// lower ones to a negative number that the limit takes to 0, so every v below 0 gives 0.
+inline uint16_t TruncLimit16(double v) {
+    if (!(v >= 0.0)) return 0;
+    if (v >= 65535.0) return 65535;
+    return static_cast<uint16_t>(v);
+}
 
 // Legacy (ICC version 2) 16-bit Lab: L = enc / 652.8 (L 100 at 0xFF00); a and b = enc / 256 - 128
 // (neutral at 0x8000).

@@ -26,22 +26,6 @@ namespace {
 constexpr double kWhite65535[3] = {65535.0, 65535.0, 65535.0};
 constexpr double kWhite115[3] = {32767.5, 32767.5, 32767.5}; // 65535 / 2: 1.0 at about 32768
 
-// floor(v + 0.5) limited to 0..65535; NaN gives 0.
-uint16_t RoundLimit16(double v) {
-    v = std::floor(v + 0.5);
-    if (!(v >= 0.0)) return 0;
-    if (v >= 65535.0) return 65535;
-    return static_cast<uint16_t>(v);
-}
-
-// Truncation toward zero, limited to 0..65535; NaN gives 0. Values in (-1, 0) truncate to 0 and
-// lower ones to a negative number that the limit takes to 0, so every v below 0 gives 0.
-uint16_t TruncLimit16(double v) {
-    if (!(v >= 0.0)) return 0;
-    if (v >= 65535.0) return 65535;
-    return static_cast<uint16_t>(v);
-}
-
 void LabToXYZ(const uint16_t* in, uint16_t* out, const double* white) {
     double lab[3], xyz[3];
     IccDecodeLab16(in, lab);
@@ -177,11 +161,11 @@ int CXYZorLabRelAbs::Apply(const uint16_t* in, uint16_t* out, bool multiply) con
         y *= r;
         z *= r;
     }
-    // floor(v) + 0.5, then truncated: on a non-negative value the 0.5 has no effect, so this is
-    // a floor and not a rounding. Kept as it is, since it fixes the last bit of the result.
+    // A floor and not a rounding, limited to 0..65535: truncation is the floor on every value
+    // at or above 0, and every value below 0 (or NaN) gives 0 either way.
     uint16_t r[3];
     const double v[3] = {x, y, z};
-    for (int i = 0; i < 3; ++i) r[i] = TruncLimit16(std::floor(v[i]) + 0.5);
+    for (int i = 0; i < 3; ++i) r[i] = TruncLimit16(v[i]);
     if (m_isXYZ) {
         out[0] = r[0];
         out[1] = r[1];

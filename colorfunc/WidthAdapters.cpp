@@ -1,7 +1,5 @@
 #include "colorfunc/WidthAdapters.h"
 
-#include <cmath>
-
 #include "base/Colorimetry.h"
 
 IMPLEMENT_DYNAMIC(CFunc8To16, CFunc_16)
@@ -25,18 +23,14 @@ int CFuncLab8ToLab16::Inv(const uint16_t* in, uint16_t* out) const {
 }
 
 int CL8To16::Trn(const uint16_t* in, uint16_t* out) const {
-    for (int i = 0; i < 3; ++i) {
-        // x * 257 / 256, rounded; the products are exact in double.
-        const double v = std::floor(in[i] * 257.0 * 0.00390625 + 0.5);
-        out[i] = v > 65535.0 ? 65535 : static_cast<uint16_t>(v);
-    }
+    // x * 257 / 256, rounded half up and limited to 65535, in integers.
+    for (int i = 0; i < 3; ++i) out[i] = L8ScaleToFull(in[i]);
     return 1;
 }
 
 int CL8To16::Inv(const uint16_t* in, uint16_t* out) const {
     // x * 256 / 257, rounded; never above 65280, so no limit is needed.
-    for (int i = 0; i < 3; ++i)
-        out[i] = static_cast<uint16_t>(std::floor(in[i] * 256.0 / 257 + 0.5));
+    for (int i = 0; i < 3; ++i) out[i] = FullToL8Scale(in[i]);
     return 1;
 }
 

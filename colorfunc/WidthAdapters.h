@@ -103,6 +103,19 @@ public:
     int Inv(const uint16_t* in, uint16_t* out) const override;
 };
 
+// One sample of CL8To16::Trn: x * 257 / 256 rounded half up, limited to 65535. x * 257 / 256
+// has eight fraction bits, so adding half (128 / 256) and dropping them rounds it exactly.
+constexpr uint16_t L8ScaleToFull(uint16_t x) {
+    const uint32_t v = (x * 257u + 128u) >> 8;
+    return static_cast<uint16_t>(v > 65535u ? 65535u : v);
+}
+// One sample of CL8To16::Inv: x * 256 / 257 rounded half up. (512 x + 257) / 514 is exactly
+// x * 256 / 257 + 1/2; its fraction is a multiple of 1/514 and never 0 or 1/2 away from an
+// integer by less than that, so the floored integer quotient is the rounding in any precision.
+constexpr uint16_t FullToL8Scale(uint16_t x) {
+    return static_cast<uint16_t>((x * 512u + 257u) / 514u);
+}
+
 // Moves three samples between the 16-bit scale on which 100 per cent is 65280 (an 8-bit
 // value shifted left by 8) and the full one on which it is 65535. Trn goes to the full scale.
 class CL8To16 : public CFunc_16 {

@@ -123,23 +123,77 @@ template <class T> void TMft<T>::DefineByFunc(const Func& f) {
 }
 
 template <class T> void TMft<T>::DefineByFuncOnThreads(const Func& f, unsigned threads) {
+    SampleOnThreads(nullptr, f, threads);
+}
+
+template <class T>
+void TMft<T>::DefineByFuncOnThreads(const Func& head, const Func& rest, unsigned threads) {
+    SampleOnThreads(&head, rest, threads);
+}
+
+template <class T>
+void TMft<T>::SampleOnThreads(const Func* head, const Func& f, unsigned threads) {
     const uint32_t outputChan = this->m_outputChan;
     const uint32_t inputChan = this->m_inputChan;
     threads = std::max(1u, std::min<unsigned>(threads, tabCount));
     if (inputChan > kMaxGridInputs) {
-        DefineByFunc(f);
+        if (!head) {
+            DefineByFunc(f);
+            return;
+        }
+        // The composition node by node, its intermediate vector zeroed first as a
+        // composition's is.
+        GridVector<T> grid(tabEntries);
+        std::vector<T> point(inputChan), mid(inputChan);
+        T* node = grid.data();
+        for (uint32_t n = 0; n < tabCount; ++n, node += outputChan) {
+            GenPoint(n, point.data());
+            std::fill(mid.begin(), mid.end(), T(0));
+            head->Trn(point.data(), mid.data());
+            f.Trn(mid.data(), node);
+        }
+        table = std::move(grid);
+        deltaValid = 0;
         return;
+    }
+    // What each axis gives f at each of its node indices: the node value, or head's output
+    // for that channel, which depends on that channel's input alone. head is evaluated on a
+    // zeroed output, as inside a composition, so a channel it leaves unwritten reads 0 too.
+    std::vector<T> axis(size_t(inputChan) * m_clutPoints);
+    for (uint32_t i = 0; i < m_clutPoints; ++i) {
+        T in[kMaxGridInputs], out[kMaxGridInputs] = {};
+        std::fill(in, in + inputChan, NodeValue(i));
+        if (head)
+            head->Trn(in, out);
+        else
+            std::copy(in, in + inputChan, out);
+        for (uint32_t c = 0; c < inputChan; ++c) axis[size_t(c) * m_clutPoints + i] = out[c];
     }
     // Written in place, and f must not read this table. Each node starts as zeros, as in the
     // grid DefineByFunc builds aside, so outputs that f leaves unwritten read 0 there too; the
-    // thread that evaluates a node is the one that clears it.
+    // thread that evaluates a node is the one that clears it. A run finds its first node's
+    // indices by division and counts the others up like an odometer, the last input the
+    // fastest: the very points GenPoint gives, without two divisions per axis a node.
     auto run = [&](uint32_t begin, uint32_t end) {
         T point[kMaxGridInputs];
+        uint32_t index[kMaxGridInputs];
+        for (uint32_t c = inputChan, rest = begin; c-- > 0; rest /= m_clutPoints) {
+            index[c] = rest % m_clutPoints;
+            point[c] = axis[size_t(c) * m_clutPoints + index[c]];
+        }
         T* node = table.data() + size_t(begin) * outputChan;
         for (uint32_t n = begin; n < end; ++n, node += outputChan) {
-            GenPoint(n, point);
             std::fill(node, node + outputChan, T(0));
             f.Trn(point, node);
+            for (uint32_t c = inputChan; c-- > 0;) {
+                const T* values = axis.data() + size_t(c) * m_clutPoints;
+                if (++index[c] < m_clutPoints) {
+                    point[c] = values[index[c]];
+                    break;
+                }
+                index[c] = 0;
+                point[c] = values[0];
+            }
         }
     };
     if (threads == 1) {

@@ -67,6 +67,11 @@ public:
     // and unlike DefineByFunc f must not read this table: the grid is written in place. An
     // exception thrown by f on any thread reaches the caller, the grid then undefined.
     void DefineByFuncOnThreads(const Func& f, unsigned threads);
+    // The grid of rest(head(x)), as the call above makes it, where head has the grid's input
+    // count as inputs and outputs and maps every channel from its own input alone (see
+    // MapsEachChannelAlone): head is evaluated once per node value of the axes, on the calling
+    // thread, and only rest once per node. Each node gets the samples the composition gives it.
+    void DefineByFuncOnThreads(const Func& head, const Func& rest, unsigned threads);
     // Passes every node vector through f, if f has our output count (the only test made).
     void AppendFunc(const Func& f);
 
@@ -103,6 +108,9 @@ protected:
     int deltaValid = 0;             // 1 while the child's precomputed tables agree with table
 
 private:
+    // Both forms of DefineByFuncOnThreads; head may be null.
+    void SampleOnThreads(const Func* head, const Func& f, unsigned threads);
+
     // Derives the counts from clutPoints; allocates the grid only if tabEntries is still 0,
     // so that it keeps a table that was just loaded.
     void Init();

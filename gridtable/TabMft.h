@@ -62,17 +62,22 @@ protected:
 
     // The pipeline's Trn on a grid of the matching width; answers 1 whatever the stages did.
     template <class Grid> int TrnThrough(const Grid& grid, const T* in, T* out) const {
+        // A grid reads all its inputs before it writes an output, so a skipped curve set lets
+        // it read the caller's vector, or write the caller's, directly (even the same vector):
+        // the samples a copy through the local vectors would give, without the copy.
         T a[kMaxInputs];
         T b[kMaxOutputs];
-        if (m_skipInputTab)
-            std::copy(in, in + this->m_inputChan, a);
-        else
+        const T* gridIn = in;
+        if (!m_skipInputTab) {
             inputTab.Trn(in, a);
-        grid.Trn(a, b);
-        if (m_skipOutputTab)
-            std::copy(b, b + this->m_outputChan, out);
-        else
-            outputTab.Trn(b, out);
+            gridIn = a;
+        }
+        if (m_skipOutputTab) {
+            grid.Trn(gridIn, out);
+            return 1;
+        }
+        grid.Trn(gridIn, b);
+        outputTab.Trn(b, out);
         return 1;
     }
 
@@ -172,6 +177,10 @@ public:
     // The same grid, sampled on `threads` threads (see TMft::DefineByFuncOnThreads).
     void DefineByFuncOnThreads(const Func& f, unsigned threads) {
         mft.DefineByFuncOnThreads(f, threads);
+    }
+    // The grid of rest(head(x)), head mapping each channel alone (see the grid's own form).
+    void DefineByFuncOnThreads(const Func& head, const Func& rest, unsigned threads) {
+        mft.DefineByFuncOnThreads(head, rest, threads);
     }
 
     Grid& Mft() { return mft; }

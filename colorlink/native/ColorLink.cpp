@@ -16,6 +16,7 @@
 #include "colorfunc/ConcatFunc.h"
 #include "colorfunc/DeviceModels.h"
 #include "colorfunc/InversFunc.h"
+#include "colorfunc/PerChannel.h"
 #include "colorfunc/WidthAdapters.h"
 #include "colorlink/LinkSignatures.h"
 #include "colorlink/native/FastPixelPath.h"
@@ -141,6 +142,18 @@ unsigned SamplingThreads(unsigned nodes) {
     }
     if (nodes < 4096) return 1;
     return std::clamp(std::thread::hardware_concurrency(), 1u, 8u);
+}
+
+// Samples the chain into the table's grid. Leading steps that map each channel alone (the
+// input curves, a change of scale) are evaluated once per node value of an axis, the rest of
+// the chain once per node: the same samples as the whole chain at every node.
+template <class Table> void SampleChain(Table& table, const CFunc_16& chain) {
+    const unsigned threads = SamplingThreads(table.Mft().TabCount());
+    const CPerChannelSplit split = SplitPerChannelHead(chain);
+    if (split.head)
+        table.DefineByFuncOnThreads(*split.head, *split.rest, threads);
+    else
+        table.DefineByFuncOnThreads(chain, threads);
 }
 
 } // namespace
@@ -472,7 +485,7 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
         auto t3 = std::make_unique<CFunc_16Tab3Mft>(grid3, chain->outputChan());
         // The chain's functions keep no scratch state between calls, so its nodes may be
         // sampled on several threads at once: the same table, made sooner.
-        t3->DefineByFuncOnThreads(*chain, SamplingThreads(t3->Mft().TabCount()));
+        SampleChain(*t3, *chain);
         if (inFormat == LinkFmtRgb && toDevice && !absolute) {
             const uint16_t white[3] = {65535, 65535, 65535};
             ApplyWhiteFix(t3->Mft(), white, nOut, flags.OutIsXYZ);
@@ -484,7 +497,7 @@ int CColorLink::CreateLink(unsigned inFormat, unsigned nIn, unsigned outFormat, 
     }
     case 4: {
         auto t4 = std::make_unique<CFunc_16Tab4Mft>(grid4, chain->outputChan());
-        t4->DefineByFuncOnThreads(*chain, SamplingThreads(t4->Mft().TabCount()));
+        SampleChain(*t4, *chain);
         if (inFormat == LinkFmtCmyk && toDevice && !absolute) {
             uint16_t white[4] = {0, 0, 0, 0};
             if (needInputTab) {

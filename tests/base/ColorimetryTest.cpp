@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
 
 #include "base/Colorimetry.h"
 
@@ -188,5 +193,100 @@ TEST(Colorimetry, Lab8RoundTripForEveryByte) {
         ASSERT_EQ(back[0], in[0]);
         ASSERT_EQ(back[1], in[1]);
         ASSERT_EQ(back[2], in[2]);
+    }
+}
+
+namespace {
+
+// The roundings as first written, with floor, against which the helpers are checked.
+uint16_t RoundLimit16WithFloor(double v) {
+    v = std::floor(v + 0.5);
+    if (!(v >= 0.0)) return 0;
+    if (v > 65535.0) return 65535;
+    return static_cast<uint16_t>(v);
+}
+
+uint16_t FloorLimit16WithFloor(double v) {
+    const double w = std::floor(v) + 0.5;
+    if (!(w >= 0.0)) return 0;
+    if (w >= 65535.0) return 65535;
+    return static_cast<uint16_t>(w);
+}
+
+std::vector<double> EdgeValues() {
+    const double inf = std::numeric_limits<double>::infinity();
+    std::vector<double> v = {std::nan(""),
+                             -std::nan(""),
+                             inf,
+                             -inf,
+                             0.0,
+                             -0.0,
+                             0.5,
+                             -0.5,
+                             0.49999999999999994,
+                             -0.49999999999999994,
+                             -0.5000000000000001,
+                             1.0,
+                             -1.0,
+                             65534.5,
+                             65534.49999999999,
+                             65535.0,
+                             65535.49999,
+                             65535.49999999999,
+                             65535.5,
+                             65535.50000000001,
+                             65536.0,
+                             65536.5,
+                             1e300,
+                             -1e300,
+                             std::numeric_limits<double>::denorm_min(),
+                             -std::numeric_limits<double>::denorm_min(),
+                             4503599627370495.5,
+                             4503599627370496.0,
+                             9007199254740993.0};
+    for (int k = -2; k <= 65538; ++k) {
+        const double base = k;
+        v.push_back(base);
+        v.push_back(base + 0.5);
+        v.push_back(std::nextafter(base + 0.5, -inf));
+        v.push_back(std::nextafter(base + 0.5, inf));
+        v.push_back(std::nextafter(base, -inf));
+        v.push_back(std::nextafter(base, inf));
+    }
+    return v;
+}
+
+} // namespace
+
+TEST(Colorimetry, RoundLimit16EqualsFloorOfHalfUpLimitedOnEdgesAndRandomDoubles) {
+    for (double v : EdgeValues()) ASSERT_EQ(RoundLimit16(v), RoundLimit16WithFloor(v)) << v;
+    std::mt19937_64 rng(19);
+    std::uniform_real_distribution<double> near(-3.0, 65540.0);
+    for (int i = 0; i < 4000000; ++i) {
+        const double v = near(rng);
+        ASSERT_EQ(RoundLimit16(v), RoundLimit16WithFloor(v)) << v;
+    }
+    // Any bit pattern: every exponent, NaNs and infinities included.
+    for (int i = 0; i < 4000000; ++i) {
+        const uint64_t bits = rng();
+        double v;
+        std::memcpy(&v, &bits, sizeof v);
+        ASSERT_EQ(RoundLimit16(v), RoundLimit16WithFloor(v)) << v;
+    }
+}
+
+TEST(Colorimetry, TruncLimit16IsTheFloorLimitedOnEdgesAndRandomDoubles) {
+    for (double v : EdgeValues()) ASSERT_EQ(TruncLimit16(v), FloorLimit16WithFloor(v)) << v;
+    std::mt19937_64 rng(20);
+    std::uniform_real_distribution<double> near(-3.0, 65540.0);
+    for (int i = 0; i < 4000000; ++i) {
+        const double v = near(rng);
+        ASSERT_EQ(TruncLimit16(v), FloorLimit16WithFloor(v)) << v;
+    }
+    for (int i = 0; i < 4000000; ++i) {
+        const uint64_t bits = rng();
+        double v;
+        std::memcpy(&v, &bits, sizeof v);
+        ASSERT_EQ(TruncLimit16(v), FloorLimit16WithFloor(v)) << v;
     }
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 
 #include "TestFuncs.h"
@@ -160,6 +161,16 @@ TEST(L8To16, InvIsTimes256Over257RoundedHalfUpForEveryValue) {
     EXPECT_EQ(out[0], 65280);
     EXPECT_EQ(out[1], 32640); // 32640.498...
     EXPECT_EQ(out[2], 256);
+}
+
+TEST(L8To16, IntegerRoundingsEqualTheFloorOfTheDoubleQuotientsForEveryValue) {
+    for (uint32_t v = 0; v < 65536; ++v) {
+        const double up = std::floor(v * 257.0 * 0.00390625 + 0.5);
+        const uint16_t upExpected = up > 65535.0 ? 65535 : static_cast<uint16_t>(up);
+        ASSERT_EQ(L8ScaleToFull(static_cast<uint16_t>(v)), upExpected) << v;
+        const auto down = static_cast<uint16_t>(std::floor(v * 256.0 / 257 + 0.5));
+        ASSERT_EQ(FullToL8Scale(static_cast<uint16_t>(v)), down) << v;
+    }
 }
 
 TEST(Func16CopyInOut, ThreeToFourGivesAZeroFourthSample) {

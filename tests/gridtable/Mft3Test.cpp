@@ -423,3 +423,28 @@ TEST(Mft3, UnpreparedSixteenBitGridEvaluatesAsThePreparedOne) {
         }
     }
 }
+
+TEST(Mft3, UnpreparedSixteenBitGridAgreesWithThePreparedOneOnEveryOrderOfTiedFractions) {
+    // With 65535 a multiple of P - 1, input k * step + t has fraction t * (P - 1) in cell k: t
+    // drawn from three values gives every order of the fractions and every kind of tie.
+    for (const unsigned points : {2u, 4u, 16u}) {
+        CMft3_16 prepared(points, 3), unprepared(points, 3);
+        const auto data = RandomSamples<uint16_t>(prepared.TabEntries(), 7 + points);
+        prepared.Define(data.data());
+        unprepared.Define(data.data());
+        prepared.InitTrn();
+        const uint32_t step = 65535 / (points - 1);
+        std::mt19937 rng(points + 100);
+        for (int n = 0; n < 300000; ++n) {
+            const uint32_t ts[3] = {uint32_t(rng() % step), uint32_t(rng() % step),
+                                    uint32_t(rng() % 3)};
+            uint16_t in[3];
+            for (auto& v : in) v = uint16_t((rng() % (points - 1)) * step + ts[rng() % 3]);
+            uint16_t a[3], b[3];
+            prepared.Trn(in, a);
+            unprepared.Trn(in, b);
+            ASSERT_EQ(std::memcmp(a, b, sizeof a), 0)
+                << points << ": " << in[0] << " " << in[1] << " " << in[2];
+        }
+    }
+}

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "MftProbe.h"
+#include "colorfunc/ConcatFunc.h"
+#include "colorfunc/Func16Tab.h"
 
 namespace {
 
@@ -277,4 +279,75 @@ TEST(MftBase, RuntimeClassesCarryTheArchiveNamesAndCreateObjects) {
     EXPECT_EQ(m3.inputChan(), 3u);
     CMft4_8 m4;
     EXPECT_EQ(m4.clutPoints(), 0u); // a created object has no grid until it is loaded
+}
+
+namespace {
+
+// n-to-(n + 1) function whose every output depends on all inputs and on their order.
+template <class F> class Mix : public F {
+public:
+    using T = typename F::Sample;
+    explicit Mix(unsigned n) : F(n, n + 1) {}
+    int Trn(const T* in, T* out) const override {
+        uint32_t h = 17;
+        for (unsigned c = 0; c < this->inputChan(); ++c) {
+            h = h * 31u + in[c];
+            out[c] = static_cast<T>(in[c] ^ (h >> 3));
+        }
+        out[this->inputChan()] = static_cast<T>(h);
+        return 1;
+    }
+};
+
+template <class M, class F> void ExpectThreadedEqualsPlain(unsigned inputs, unsigned points) {
+    Mix<F> f(inputs);
+    M plain(inputs, points, inputs + 1);
+    plain.DefineByFunc(f);
+    for (unsigned threads : {1u, 2u, 3u}) {
+        M threaded(inputs, points, inputs + 1);
+        threaded.DefineByFuncOnThreads(f, threads);
+        ASSERT_EQ(std::memcmp(threaded.Table(), plain.Table(),
+                              plain.TabEntries() * sizeof(*plain.Table())),
+                  0)
+            << inputs << " inputs, " << points << " points, " << threads << " threads";
+    }
+}
+
+} // namespace
+
+TEST(MftBase, DefineByFuncOnThreadsGivesTheGridOfDefineByFuncForEveryShape) {
+    for (unsigned inputs : {1u, 2u, 3u, 4u})
+        for (unsigned points : {2u, 3u, 9u, 17u, 33u}) {
+            if (inputs == 4 && points == 33) continue; // 1.2 million nodes: 17 suffices
+            ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(inputs, points);
+            ExpectThreadedEqualsPlain<CMft_8, CFunc_8>(inputs, points);
+        }
+    // More than one run of nodes per thread, the runs ending inside an axis.
+    ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(3, 65);
+    ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(5, 7);
+    // More inputs than the threaded way keeps on the stack: evaluated node by node.
+    ExpectThreadedEqualsPlain<CMft_16, CFunc_16>(9, 3);
+}
+
+TEST(MftBase, HeadEvaluatedPerAxisGivesTheGridOfTheWholeComposition) {
+    // Curves that differ per channel: the head of the composition.
+    std::vector<uint16_t> raw(9 * 256);
+    for (unsigned i = 0; i < raw.size(); ++i) raw[i] = static_cast<uint16_t>(i * 40503u);
+    for (unsigned inputs : {1u, 3u, 4u, 9u})
+        for (unsigned points : {2u, 17u, 33u}) {
+            if ((inputs == 4 && points == 33) || (inputs == 9 && points > 2)) continue;
+            const CFunc_16Tab head(inputs, raw.data(), 256);
+            Mix<CFunc_16> rest(inputs);
+            const CConcatFunc_16 whole(rest, head);
+            CMft_16 plain(inputs, points, inputs + 1);
+            plain.DefineByFunc(whole);
+            for (unsigned threads : {1u, 2u}) {
+                CMft_16 split(inputs, points, inputs + 1);
+                split.DefineByFuncOnThreads(head, rest, threads);
+                ASSERT_EQ(std::memcmp(split.Table(), plain.Table(),
+                                      plain.TabEntries() * sizeof(uint16_t)),
+                          0)
+                    << inputs << " inputs, " << points << " points, " << threads << " threads";
+            }
+        }
 }

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "base/Archive.h"
@@ -142,6 +143,64 @@ TEST(TabMft, SkipFlagsEachBypassOneSide16) {
     p.FuncInputTab().Trn(in.data(), a.data());
     p.Mft().Trn(a.data(), b.data());
     EXPECT_EQ(Apply(p, in), b);
+}
+
+// Every combination of the skip flags, evaluated into another vector and in place (the
+// output written over the input), gives the stages applied one after another by hand.
+template <class P> void ExpectSkipCombinationsByHandAndInPlace(P& p, unsigned seed) {
+    using T = typename P::Sample;
+    constexpr unsigned n = P::kInputs;
+    std::mt19937 rng(seed);
+    for (int flags = 0; flags < 4; ++flags) {
+        p.SetSkipInputTab(flags & 1);
+        p.SetSkipOutputTab(flags & 2);
+        for (int k = 0; k < 2000; ++k) {
+            std::vector<T> in(n), a(n), b(n), expected(n);
+            for (auto& v : in) v = static_cast<T>(rng());
+            if (flags & 1)
+                a = in;
+            else
+                p.FuncInputTab().Trn(in.data(), a.data());
+            p.Mft().Trn(a.data(), b.data());
+            if (flags & 2)
+                expected = b;
+            else
+                p.FuncOutputTab().Trn(b.data(), expected.data());
+            ASSERT_EQ(Apply(p, in), expected) << flags;
+            std::vector<T> inPlace = in;
+            p.Trn(inPlace.data(), inPlace.data());
+            ASSERT_EQ(inPlace, expected) << flags;
+        }
+    }
+}
+
+TEST(TabMft, SkippedCurvesGiveTheStagesByHandAlsoInPlace) {
+    CFunc_16Tab3Mft p3(9, 3);
+    p3.DefineInputTab(Curves16(3, 100, 0).data(), 100);
+    p3.DefineOutputTab(Curves16(3, 50, 1).data(), 50);
+    p3.DefineByFunc(TSmoothFunc<uint16_t>(3, 3));
+    ExpectSkipCombinationsByHandAndInPlace(p3, 1); // unprepared
+    p3.InitMftTrn();
+    ExpectSkipCombinationsByHandAndInPlace(p3, 2);
+    CFunc_16Tab4Mft p4(5, 4);
+    p4.DefineInputTab(Curves16(4, 64, 2).data(), 64);
+    p4.DefineOutputTab(Curves16(4, 30, 3).data(), 30);
+    p4.DefineByFunc(TSmoothFunc<uint16_t>(4, 4));
+    ExpectSkipCombinationsByHandAndInPlace(p4, 3);
+    p4.InitMftTrn();
+    ExpectSkipCombinationsByHandAndInPlace(p4, 4);
+    CFunc_8Tab3Mft q3(9, 3);
+    q3.DefineInputTab(Curves8(3, 0).data());
+    q3.DefineOutputTab(Curves8(3, 1).data());
+    q3.DefineByFunc(TSmoothFunc<uint8_t>(3, 3));
+    q3.InitMftTrn();
+    ExpectSkipCombinationsByHandAndInPlace(q3, 5);
+    CFunc_8Tab4Mft q4(5, 4);
+    q4.DefineInputTab(Curves8(4, 2).data());
+    q4.DefineOutputTab(Curves8(4, 3).data());
+    q4.DefineByFunc(TSmoothFunc<uint8_t>(4, 4));
+    q4.InitMftTrn();
+    ExpectSkipCombinationsByHandAndInPlace(q4, 6);
 }
 
 TEST(TabMft, PipelineFromSixteenBitsHasFalseSkipFlags) {
