@@ -258,35 +258,28 @@ std::vector<double> EdgeValues() {
 
 } // namespace
 
-TEST(Colorimetry, RoundLimit16EqualsFloorOfHalfUpLimitedOnEdgesAndRandomDoubles) {
-    for (double v : EdgeValues()) ASSERT_EQ(RoundLimit16(v), RoundLimit16WithFloor(v)) << v;
-    std::mt19937_64 rng(19);
+// f and g agree on the edge values, on 4 million doubles near the 16-bit range and on 4
+// million arbitrary bit patterns (every exponent, NaNs and infinities included).
+template <class F, class G> void ExpectSameOnEdgesAndRandomDoubles(F f, G g, uint64_t seed) {
+    for (double v : EdgeValues()) ASSERT_EQ(f(v), g(v)) << v;
+    std::mt19937_64 rng(seed);
     std::uniform_real_distribution<double> near(-3.0, 65540.0);
     for (int i = 0; i < 4000000; ++i) {
         const double v = near(rng);
-        ASSERT_EQ(RoundLimit16(v), RoundLimit16WithFloor(v)) << v;
+        ASSERT_EQ(f(v), g(v)) << v;
     }
-    // Any bit pattern: every exponent, NaNs and infinities included.
     for (int i = 0; i < 4000000; ++i) {
         const uint64_t bits = rng();
         double v;
         std::memcpy(&v, &bits, sizeof v);
-        ASSERT_EQ(RoundLimit16(v), RoundLimit16WithFloor(v)) << v;
+        ASSERT_EQ(f(v), g(v)) << v;
     }
 }
 
+TEST(Colorimetry, RoundLimit16EqualsFloorOfHalfUpLimitedOnEdgesAndRandomDoubles) {
+    ExpectSameOnEdgesAndRandomDoubles(RoundLimit16, RoundLimit16WithFloor, 19);
+}
+
 TEST(Colorimetry, TruncLimit16IsTheFloorLimitedOnEdgesAndRandomDoubles) {
-    for (double v : EdgeValues()) ASSERT_EQ(TruncLimit16(v), FloorLimit16WithFloor(v)) << v;
-    std::mt19937_64 rng(20);
-    std::uniform_real_distribution<double> near(-3.0, 65540.0);
-    for (int i = 0; i < 4000000; ++i) {
-        const double v = near(rng);
-        ASSERT_EQ(TruncLimit16(v), FloorLimit16WithFloor(v)) << v;
-    }
-    for (int i = 0; i < 4000000; ++i) {
-        const uint64_t bits = rng();
-        double v;
-        std::memcpy(&v, &bits, sizeof v);
-        ASSERT_EQ(TruncLimit16(v), FloorLimit16WithFloor(v)) << v;
-    }
+    ExpectSameOnEdgesAndRandomDoubles(TruncLimit16, FloorLimit16WithFloor, 20);
 }

@@ -405,10 +405,7 @@ TEST(Mft3, CopyOfAPreparedGridIsPreparedAndIndependent) {
 TEST(Mft3, UnpreparedSixteenBitGridEvaluatesAsThePreparedOne) {
     for (const unsigned points : {2u, 5u, 17u}) {
         CMft3_16 prepared(points, 4), unprepared(points, 4);
-        const auto data = RandomSamples<uint16_t>(prepared.TabEntries(), 41 + points);
-        prepared.Define(data.data());
-        unprepared.Define(data.data());
-        prepared.InitTrn();
+        DefinePreparedAndUnprepared(prepared, unprepared, 41 + points);
         std::mt19937 rng(points);
         std::uniform_int_distribution<int> any(0, 65535);
         const uint16_t edges[] = {0, 1, 32768, 65534, 65535};
@@ -429,10 +426,7 @@ TEST(Mft3, UnpreparedSixteenBitGridAgreesWithThePreparedOneOnEveryOrderOfTiedFra
     // drawn from three values gives every order of the fractions and every kind of tie.
     for (const unsigned points : {2u, 4u, 16u}) {
         CMft3_16 prepared(points, 3), unprepared(points, 3);
-        const auto data = RandomSamples<uint16_t>(prepared.TabEntries(), 7 + points);
-        prepared.Define(data.data());
-        unprepared.Define(data.data());
-        prepared.InitTrn();
+        DefinePreparedAndUnprepared(prepared, unprepared, 7 + points);
         const uint32_t step = 65535 / (points - 1);
         std::mt19937 rng(points + 100);
         for (int n = 0; n < 300000; ++n) {

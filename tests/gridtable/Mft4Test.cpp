@@ -296,10 +296,7 @@ TEST(Mft4, PreparingAGridWithoutPointsDoesNothing) {
 TEST(Mft4, UnpreparedSixteenBitGridEvaluatesAsThePreparedOne) {
     for (const unsigned points : {2u, 5u, 9u}) {
         CMft4_16 prepared(points, 3), unprepared(points, 3);
-        const auto data = RandomSamples<uint16_t>(prepared.TabEntries(), 51 + points);
-        prepared.Define(data.data());
-        unprepared.Define(data.data());
-        prepared.InitTrn();
+        DefinePreparedAndUnprepared(prepared, unprepared, 51 + points);
         std::mt19937 rng(points);
         std::uniform_int_distribution<int> any(0, 65535);
         const uint16_t edges[] = {0, 1, 32768, 65534, 65535};

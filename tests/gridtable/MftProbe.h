@@ -68,3 +68,13 @@ template <class T> std::vector<T> RandomSamples(size_t n, uint32_t seed) {
     for (auto& x : v) x = T(any(rng));
     return v;
 }
+
+// Two 16-bit grids with the same random contents, the first with its difference tables
+// prepared and the second left without: the pair the unprepared path is checked against.
+template <class Grid>
+void DefinePreparedAndUnprepared(Grid& prepared, Grid& unprepared, uint32_t seed) {
+    const auto data = RandomSamples<uint16_t>(prepared.TabEntries(), seed);
+    prepared.Define(data.data());
+    unprepared.Define(data.data());
+    prepared.InitTrn();
+}
