@@ -81,8 +81,12 @@ for kind in noise smooth; do
     k=$(value 8192 "$kind" kvrcolor-1 5)
     t=$(value 8192 "$kind" tificc 5)
     c=$(value 8192 "$kind" cctiff 5)
-    # tificc's time over kvrcolor's: at least 3; cctiff's shown beside.
+    # tificc's time over kvrcolor's: at least 3 on noise; cctiff's shown beside. A smooth image
+    # is shown for comparison only: most of its pixels repeat the one before, which both tools
+    # take from a cache, so reading and writing make most of the time.
     read -r ratio vsc met < <(awk -v k="$k" -v t="$t" -v c="$c" \
         'BEGIN { r = k > 0 ? t / k : 0; print r, (k > 0 ? c / k : 0), (k > 0 && r >= 3) ? "met" : "not met" }')
-    row "8192^2 $kind 1 thread, tificc / kvrcolor CPU" "$k" "$t" "$c" "$ratio" ">= 3x" "$met (cctiff / kvrcolor $(printf '%.2f' "$vsc")x)"
+    goal=">= 3x"
+    if [ "$kind" = smooth ]; then goal="-" met="(no goal)"; fi
+    row "8192^2 $kind 1 thread, tificc / kvrcolor CPU" "$k" "$t" "$c" "$ratio" "$goal" "$met (cctiff / kvrcolor $(printf '%.2f' "$vsc")x)"
 done
